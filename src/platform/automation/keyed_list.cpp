@@ -26,10 +26,6 @@ private:
     std::size_t position_;
 };
 
-Text quoted(TextView key) {
-    return "\"" + Text(key) + "\"";
-}
-
 } // namespace
 
 void KeyedList::append(Ref<Object> object) {

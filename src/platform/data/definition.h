@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/automation/text.h"
+
+#include <vector>
+
+namespace corveth::data {
+
+/// Types of columns as a definition writes them; each engine has its own for them.
+enum class ColumnType : unsigned char {
+    shortText, ///< `char(n)`: a key, a link or a code; compares without regard to ASCII case
+    text,
+    smallInteger,
+    integer,
+    byte,
+    real,
+    currency,
+    date,
+    boolean,
+    blob,
+};
+
+struct ColumnDefinition {
+    Text name;
+    ColumnType type = ColumnType::text;
+    Text declaredType; ///< as written, in small letters: `char(10)`
+    bool notNull = false;
+};
+
+struct TableDefinition {
+    Text name;
+    std::vector<ColumnDefinition> columns;
+    std::vector<Text> key; ///< names of the columns; empty when the table has none
+};
+
+struct IndexDefinition {
+    Text table;
+    std::vector<Text> columns;
+
+    /// The table and the columns, joined by underscores.
+    [[nodiscard]] Text name() const;
+};
+
+/// A view of one row a row of `first`, with the row of `second` that has the same key, if there is one. It can be
+/// written to like a table; what is written goes to both.
+struct JoinedViewDefinition {
+    Text name;
+    Text first;
+    Text second;
+    Text key;           ///< the key column of both tables
+    Text secondKeyName; ///< what the view calls the key of `second`
+};
+
+/// What a database is made of, in no engine's language.
+struct Definition {
+    std::vector<TableDefinition> tables;
+    std::vector<IndexDefinition> indexes;
+    std::vector<JoinedViewDefinition> views;
+
+    /// Adds what `text` defines. Throws 5 with `sourceName`, the line and what is wrong there.
+    void read(TextView sourceName, TextView text);
+    /// By name without regard to case; null when there is none.
+    [[nodiscard]] const TableDefinition* findTable(TextView name) const noexcept;
+};
+
+} // namespace corveth::data

@@ -20,7 +20,7 @@ create table ContactMaster (
     Pic             blob
 );
 create index on ContactMaster (CompanyId);
-create index on ContactMaster (ContactType);
+create index on ContactMaster (ContactType, ContactId);
 
 -- The first address is the home (a company's office), the second the office (a company's shipping address).
 create table ContactDetails (

@@ -78,7 +78,7 @@ private:
         }
         readType(column);
         bool isKey = false;
-        while (!is(",") && !is(")")) {
+        while (is("not") || is("primary")) {
             if (accept("not")) {
                 expect("null");
                 column.notNull = true;

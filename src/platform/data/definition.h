@@ -33,7 +33,7 @@ struct TableDefinition {
     std::vector<Text> key; ///< names of the columns; empty when the table has none
 };
 
-struct IndexDefinition {
+struct CORVETH_API IndexDefinition {
     Text table;
     std::vector<Text> columns;
 
@@ -52,7 +52,7 @@ struct JoinedViewDefinition {
 };
 
 /// What a database is made of, in no engine's language.
-struct Definition {
+struct CORVETH_API Definition {
     std::vector<TableDefinition> tables;
     std::vector<IndexDefinition> indexes;
     std::vector<JoinedViewDefinition> views;

@@ -5,6 +5,6 @@
 namespace corveth::data::sqlite {
 
 /// The statements of the engine's own definition language that make `definition`, in an order that works.
-std::vector<Text> definitionStatements(const Definition& definition);
+CORVETH_API std::vector<Text> definitionStatements(const Definition& definition);
 
 } // namespace corveth::data::sqlite

@@ -156,7 +156,7 @@ OrderedJson rolesJson(const ClassInfo& info) {
         if (row.roleArgument != nullptr) argument = row.roleArgument;
         members.push_back({{"name", row.name}, {"roles", std::move(roles)}, {"argument", std::move(argument)}});
     }
-    return {{"class", info.name}, {"members", std::move(members)}};
+    return {{"class", info.name}, {"progid", info.progId()}, {"members", std::move(members)}};
 }
 
 } // namespace corveth

@@ -14,8 +14,8 @@ using OrderedJson = nlohmann::ordered_json;
 CORVETH_API OrderedJson libraryJson();
 /// One class, of the platform too: its members in slot order.
 CORVETH_API OrderedJson classJson(const ClassInfo& info);
-/// What the members of a class are for, apart from their signatures: `{"class": .., "members": [{"name": ..,
-/// "roles": ["key"], "argument": null}]}`, members without a role left out.
+/// What the members of a class are for, apart from their signatures: `{"class": .., "progid": .., "members":
+/// [{"name": .., "roles": ["key"], "argument": "Notes.NoteId"}]}`, members without a role left out.
 CORVETH_API OrderedJson rolesJson(const ClassInfo& info);
 
 /// The name of a type: `String`, `Object:Contact`, `none`.

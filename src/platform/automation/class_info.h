@@ -104,7 +104,8 @@ struct MemberRow {
     bool isEnumerator = false;
     bool isAvailable = true; ///< false: hands out a class that is not in this build, raises 445
     Role role = Role::none;
-    const char* roleArgument = nullptr; ///< what a member that saves is given, as text
+    const char* roleArgument =
+        nullptr; ///< what a member that saves is given, as text; of the key, its table and column
 
     [[nodiscard]] constexpr std::span<const ParamInfo> parameters() const noexcept {
         return {params.data(), paramCount};

@@ -380,8 +380,10 @@ constexpr MemberRow withRole(Role role, MemberRow row, const char* argument = nu
     if (argument != nullptr) row.roleArgument = argument;
     return row;
 }
-constexpr MemberRow key(MemberRow row) {
-    return withRole(Role::key, row);
+/// `column`: the table and column that the key is looked up in, as `Notes.NoteId`; a generic client asks there whether
+/// a row exists.
+constexpr MemberRow key(MemberRow row, const char* column = nullptr) {
+    return withRole(Role::key, row, column);
 }
 constexpr MemberRow loads(MemberRow row) {
     return withRole(Role::loads, row);

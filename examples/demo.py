@@ -1,0 +1,93 @@
+"""Looks after the example customers through the automation server, as a client in Python does.
+
+Usage: demo.py DATABASE (a file that does not exist yet)
+"""
+
+import inspect
+import json
+import pathlib
+import sys
+import textwrap
+
+import corveth
+
+EXAMPLES = pathlib.Path(__file__).with_name("contacts.jsonl")
+connection_string = f"Provider=SQLite;Data Source={sys.argv[1]}" if len(sys.argv) == 2 else sys.exit(__doc__)
+
+
+def open_database():
+    global conn, crm
+    corveth.Dispatch("Corveth.Schema").Create(connection_string)
+    conn = corveth.Dispatch("ADODB.Connection")
+    conn.Open(connection_string)
+    crm = corveth.Dispatch("prjCorveth.CRM")
+    crm.UseConnection(conn)
+
+
+def load_examples():
+    service = corveth.Dispatch("Corveth.DbService")
+    ids = {}
+    conn.BeginTrans()
+    for line in EXAMPLES.read_text(encoding="utf-8").splitlines():
+        row = json.loads(line)
+        record = corveth.Dispatch("prjCorveth." + row["class"])
+        for name, value in row["set"].items():
+            *path, last = name.split(".")
+            target = record
+            for part in path:
+                target = getattr(target, part)
+            if isinstance(value, str) and value.startswith("@"):
+                value = value[1:] if value.startswith("@@") else ids[value[1:]]
+            setattr(target, last, value)
+        record.UpdateContact() if row["class"] == "Contact" else record.Update()
+        ids[row.get("as")] = service.LastId
+    conn.CommitTrans()
+
+
+def list_people():
+    members = corveth.Dispatch("prjCorveth.Contacts")
+    members.SetCompanyFilter("CM00000001")
+    members.Populate()
+    for member in members:
+        print(member.ID, member.ToString, member.JobTitle, sep="  ")
+
+
+def show_contact():
+    contact = corveth.Dispatch("prjCorveth.Contact")
+    contact.ID = "CN00000001"
+    print(contact.ToString, contact.Company.ToString, contact.OfficeAddress.Email, sep="\n")
+    notes = corveth.Dispatch("prjCorveth.Notes")
+    notes.SetLinkFilter(contact.ID)
+    notes.Populate()
+    for position in range(1, notes.Count + 1):
+        print(notes(position).ID, notes(position).Title, notes(position).Note, sep="  ")
+
+
+def change_note():
+    note = corveth.Dispatch("prjCorveth.Note")
+    note.ID = "NT00000004"
+    note.Populate()
+    note.Title = "Quote sent"
+    note.Update()
+    rs = conn.Execute("Select Title, Note From Notes Where NoteId='NT00000004'")
+    print(rs.Fields("Title").Value, rs.Fields("Note").Value, sep=": ")
+
+
+def delete_company():
+    company = corveth.Dispatch("prjCorveth.Contact")
+    company.ID = "CM00000005"
+    company.DeleteContact(True)
+    companies = corveth.Dispatch("prjCorveth.Contacts")
+    companies.InitializeAsType(0)
+    print(len(companies), "companies are left:", ", ".join(company.ToString for company in companies))
+
+
+def run(step):
+    """Prints the lines of a step, then does them."""
+    body = textwrap.dedent("".join(inspect.getsourcelines(step)[0][1:]))
+    print("\n" + textwrap.indent(body, ">>> "), end="")
+    step()
+
+
+for step in (open_database, load_examples, list_people, show_contact, change_note, delete_company):
+    run(step)

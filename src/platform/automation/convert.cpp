@@ -22,12 +22,12 @@ constexpr int singleDigits = 7;
 }
 
 [[noreturn]] void refuseText(TextView text) {
-    raise(errors::typeMismatch, quoted(text));
+    raise(errors::typeMismatch, inQuotes(text));
 }
 
 [[noreturn]] void tooLarge(const Value& value, TextView wanted) {
     const auto* text = value.getIf<Text>();
-    raise(errors::overflow, fmt::format("{} as {}", text != nullptr ? quoted(*text) : Text(typeName(value)), wanted));
+    raise(errors::overflow, fmt::format("{} as {}", text != nullptr ? inQuotes(*text) : Text(typeName(value)), wanted));
 }
 
 Decimal numberIn(TextView text) {

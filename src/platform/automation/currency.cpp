@@ -3,9 +3,9 @@
 #include "platform/automation/error.h"
 #include "platform/automation/number_text.h"
 
-#include <cmath>
+#include <array>
+#include <charconv>
 #include <fmt/format.h>
-#include <limits>
 
 namespace corveth {
 
@@ -15,13 +15,17 @@ constexpr int decimals = 4;
 
 } // namespace
 
+// Rounded as the decimal number that the value shows as: a product with 10,000 would move whole amounts that a
+// double holds exactly, and send halves either way.
 Currency toCurrency(double value) {
-    const double scaled = value * static_cast<double>(Currency::scale);
-    // The largest amount is 2^63 - 1 units, which no double is; so the bound itself is outside.
-    constexpr double bound = 9223372036854775808.0;
-    if (!(std::fabs(scaled) < bound)) raise(errors::overflow, fmt::format("{} as Currency", value));
-    // The remainder by 1 is exact and halves go to even, whatever the rounding mode of the host is.
-    return {static_cast<std::int64_t>(scaled - std::remainder(scaled, 1.0))};
+    std::array<char, 32> shortest{};
+    const auto end =
+        std::to_chars(shortest.data(), shortest.data() + shortest.size(), value, std::chars_format::scientific).ptr;
+    const auto number =
+        Decimal::readScientific({shortest.data(), static_cast<std::size_t>(end - shortest.data())}); // not inf, nan
+    const auto scaled = number ? number->toScaled(decimals) : std::nullopt;
+    if (!scaled) raise(errors::overflow, fmt::format("{} as Currency", value));
+    return {*scaled};
 }
 
 double toDouble(Currency value) noexcept {
@@ -30,9 +34,9 @@ double toDouble(Currency value) noexcept {
 
 Currency parseCurrency(TextView text) {
     const auto number = Decimal::readPlain(text);
-    if (!number) raise(errors::typeMismatch, quoted(text));
+    if (!number) raise(errors::typeMismatch, inQuotes(text));
     const auto scaled = number->toScaled(decimals);
-    if (!scaled) raise(errors::overflow, quoted(text) + " as Currency");
+    if (!scaled) raise(errors::overflow, inQuotes(text) + " as Currency");
     return {*scaled};
 }
 

@@ -250,7 +250,7 @@ std::optional<Date> tryParseDate(TextView text) {
 
 Date parseDate(TextView text) {
     const auto date = tryParseDate(text);
-    if (!date) raise(errors::typeMismatch, quoted(text));
+    if (!date) raise(errors::typeMismatch, inQuotes(text));
     return *date;
 }
 

@@ -34,7 +34,7 @@ void KeyedList::append(Ref<Object> object) {
 
 void KeyedList::append(Ref<Object> object, TextView key) {
     Text folded = foldCase(key);
-    if (positions_.contains(folded)) raise(errors::duplicateKey, quoted(key));
+    if (positions_.contains(folded)) raise(errors::duplicateKey, inQuotes(key));
     entries_.push_back({std::move(object), folded});
     positions_.emplace(std::move(folded), entries_.size() - 1);
 }
@@ -50,7 +50,7 @@ const Ref<Object>& KeyedList::at(std::int64_t position) const {
 std::size_t KeyedList::positionOf(const Value& index) const {
     if (const auto* key = index.getIf<Text>()) {
         const auto found = positions_.find(foldCase(*key));
-        if (found == positions_.end()) raise(errors::invalidCall, "key " + quoted(*key));
+        if (found == positions_.end()) raise(errors::invalidCall, "key " + inQuotes(*key));
         return found->second;
     }
     const std::int64_t position = toLong(index);

@@ -130,7 +130,7 @@ Text foldCase(TextView text) {
     return folded;
 }
 
-Text quoted(TextView text) {
+Text inQuotes(TextView text) {
     Text result = "\"";
     std::size_t units = 0;
     for (std::size_t i = 0; i < text.size();) {
@@ -162,7 +162,7 @@ std::u16string toUtf16(TextView text) {
     for (std::size_t i = 0; i < text.size();) {
         const Decoded next = decode(text, i);
         if (next.point == illFormed) {
-            raise(errors::invalidCall, fmt::format("the text {} is not well-formed UTF-8 at byte {}", quoted(text), i));
+            raise(errors::invalidCall, fmt::format("the text {} is not well-formed UTF-8 at byte {}", inQuotes(text), i));
         }
         if (next.point > 0xFFFF) {
             const char32_t above = next.point - 0x10000;
@@ -189,7 +189,7 @@ Text fromUtf16(std::u16string_view text) {
             ++i;
         } else if (isHigh(unit) || isLow(unit)) {
             raise(errors::invalidCall, fmt::format("the text holds half a character (a lone surrogate {:04X}) after {}",
-                                                   static_cast<unsigned>(unit), quoted(result)));
+                                                   static_cast<unsigned>(unit), inQuotes(result)));
         } else {
             appendUtf8(result, unit);
         }

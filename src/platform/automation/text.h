@@ -27,7 +27,7 @@ CORVETH_API int compareNoCase(TextView a, TextView b) noexcept;
 CORVETH_API Text foldCase(TextView text);
 
 /// In quotes, for a message: a long text is shortened, control characters and broken bytes are written `\x0A`.
-CORVETH_API Text quoted(TextView text);
+CORVETH_API Text inQuotes(TextView text);
 
 /// True when `text` is well-formed UTF-8 (no surrogates, nothing beyond U+10FFFF, no overlong forms).
 CORVETH_API bool isUtf8(TextView text) noexcept;

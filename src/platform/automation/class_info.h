@@ -98,7 +98,7 @@ struct MemberRow {
     std::uint8_t slotCount = 0;
     std::uint8_t paramCount = 0;
     std::array<ParamInfo, maxParams> params{};
-    TypeRef type; ///< of the property, or what the method returns
+    TypeRef type{}; ///< of the property, or what the method returns
     bool isField = false;
     bool isDefault = false;
     bool isEnumerator = false;

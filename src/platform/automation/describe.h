@@ -18,6 +18,11 @@ namespace corveth {
 template <class E>
 inline constexpr const EnumInfo* enumInfo = nullptr;
 
+template <class E>
+constexpr EnumInfo::Member enumMember(const char* name, E value) {
+    return {name, static_cast<std::int32_t>(value)};
+}
+
 /// Specialised beside each record of the type library: `info`, `in(const Record&)`, `out(const R&)`.
 template <class R>
 struct RecordTraits;
@@ -303,6 +308,14 @@ constexpr MemberRow field(const char* name) {
     return field<typename detail::MemberPointer<decltype(member)>::Class, member>(name);
 }
 
+/// The same with the let before the get.
+template <auto member>
+constexpr MemberRow fieldLetFirst(const char* name) {
+    MemberRow row = field<member>(name);
+    std::swap(row.slots[0], row.slots[1]);
+    return row;
+}
+
 /// A read-only property, with or without parameters.
 template <auto getter, class C = detail::ClassOf<getter>, class... Names>
 constexpr MemberRow get(const char* name, Names... params) {
@@ -365,6 +378,38 @@ constexpr MemberRow unavailable(const char* name, const char* className) {
     return row;
 }
 
+/// A field of a record type.
+template <auto member>
+constexpr RecordInfo::Field recordField(const char* name) {
+    return {name, Automation<typename detail::MemberPointer<decltype(member)>::Type>::type};
+}
+
+/// `RecordTraits` of a plain structure whose members stand in the order of `layout`.
+template <const RecordInfo& layout, auto first, auto... rest>
+struct RecordMembers {
+    using R = typename detail::MemberPointer<decltype(first)>::Class;
+    static constexpr const RecordInfo* info = &layout;
+
+    static R in(const Record& record) {
+        R result;
+        std::size_t i = 0;
+        read<first>(result, record.fields.at(i++));
+        (read<rest>(result, record.fields.at(i++)), ...);
+        return result;
+    }
+    static Record out(const R& value) { return {info, {write<first>(value), write<rest>(value)...}}; }
+
+private:
+    template <auto member>
+    static void read(R& result, Value field) {
+        result.*member = Automation<typename detail::MemberPointer<decltype(member)>::Type>::in(field);
+    }
+    template <auto member>
+    static Value write(const R& value) {
+        return Automation<typename detail::MemberPointer<decltype(member)>::Type>::out(value.*member);
+    }
+};
+
 // What a row is besides its signature.
 
 constexpr MemberRow defaultMember(MemberRow row) {
@@ -373,6 +418,11 @@ constexpr MemberRow defaultMember(MemberRow row) {
 }
 constexpr MemberRow enumeratorMember(MemberRow row) {
     row.isEnumerator = true;
+    return row;
+}
+/// For a member typed as an object of a class that this build may not have.
+constexpr MemberRow handsOut(const char* className, MemberRow row) {
+    row.type = {TypeKind::object, className};
     return row;
 }
 constexpr MemberRow withRole(Role role, MemberRow row, const char* argument = nullptr) {

@@ -1,0 +1,197 @@
+#pragma once
+
+// The vocabulary of columns tables: which column feeds which property, in reading order. A record class loads and
+// stores its row through its table; conversions follow from the property's type.
+
+#include "platform/automation/describe.h"
+#include "platform/data/recordset.h"
+
+namespace corveth {
+
+/// What a Null in the column does to the property.
+enum class OnNull : std::uint8_t {
+    fails,   ///< 94
+    empties, ///< the property takes its type's empty value
+    keeps,   ///< the property stays as it was
+    ignored, ///< the same, and so does any value that cannot be converted
+    emptiesElseIgnored, ///< Null empties; a value that cannot be converted leaves the property as it was
+};
+
+/// One column of class `C`.
+template <class C>
+struct Column {
+    const char* name;
+    void (*load)(C&, const Value&); ///< null when the column is only written
+    Value (*store)(const C&);       ///< null when the column is only read
+    OnNull onNull;
+};
+
+namespace detail {
+
+inline void assign(Text& property, const Value& cell) {
+    if (const auto* text = cell.getIf<Text>()) {
+        property = *text; // keeps the property's own memory
+    } else {
+        property = toText(cell);
+    }
+}
+template <class T>
+void assign(T& property, const Value& cell) {
+    Value copy = cell;
+    property = Automation<T>::in(copy);
+}
+
+template <auto... path>
+struct Path;
+
+/// A member of the object itself.
+template <auto member>
+struct Path<member> {
+    static auto& in(auto& object) { return object.*member; }
+};
+/// A member of an object that the object holds.
+template <auto holder, auto member>
+struct Path<holder, member> {
+    static auto& in(auto& object) { return (*(object.*holder)).*member; }
+};
+
+template <class C, auto... path>
+void loadPath(C& object, const Value& cell) {
+    assign(Path<path...>::in(object), cell);
+}
+template <class C, auto... path>
+Value storePath(const C& object) {
+    auto copy = Path<path...>::in(object);
+    return Automation<decltype(copy)>::out(std::move(copy));
+}
+/// A date held as text: empty is Null, anything else the date it reads as.
+template <class C, auto... path>
+Value storeDateText(const C& object) {
+    const Text& text = Path<path...>::in(object);
+    return text.empty() ? Value(Null{}) : Value(parseDate(text));
+}
+
+template <auto first, auto... rest>
+struct OwnerOf {
+    using Type = typename MemberPointer<decltype(first)>::Class;
+};
+
+template <const auto& columns>
+constexpr auto columnNames() {
+    std::array<const char*, std::size(columns)> names{};
+    for (std::size_t i = 0; i < names.size(); ++i) names[i] = columns[i].name;
+    return names;
+}
+/// One array a table: its address is what a statement remembers the positions under.
+template <const auto& columns>
+inline constexpr auto namesOf = columnNames<columns>();
+
+template <class C>
+void loadCell(const Column<C>& column, C& object, const Value& cell) {
+    if (cell.isNull()) {
+        if (column.onNull == OnNull::fails) raise(errors::invalidNull, Text("column ") + column.name);
+        if (column.onNull == OnNull::empties || column.onNull == OnNull::emptiesElseIgnored) column.load(object, Value());
+        return;
+    }
+    if (column.onNull != OnNull::ignored && column.onNull != OnNull::emptiesElseIgnored) {
+        column.load(object, cell);
+        return;
+    }
+    try {
+        column.load(object, cell);
+    } catch (const Error&) { // NOLINT(bugprone-empty-catch): that is what the policy says
+    }
+}
+
+} // namespace detail
+
+/// `column<&C::property>`, `column<&C::address, &Address::City>` for a held object's property.
+template <auto... path>
+constexpr auto column(const char* name, OnNull onNull = OnNull::fails) {
+    using C = typename detail::OwnerOf<path...>::Type;
+    return Column<C>{name, &detail::loadPath<C, path...>, &detail::storePath<C, path...>, onNull};
+}
+/// The same for properties that `C` inherits from a shared base.
+template <class C, auto... path>
+constexpr auto columnOf(const char* name, OnNull onNull = OnNull::fails) {
+    return Column<C>{name, &detail::loadPath<C, path...>, &detail::storePath<C, path...>, onNull};
+}
+/// A date column whose property is text: Null reads as empty, empty is written as Null.
+template <auto... path>
+constexpr auto dateColumn(const char* name, OnNull onNull = OnNull::empties) {
+    using C = typename detail::OwnerOf<path...>::Type;
+    return Column<C>{name, &detail::loadPath<C, path...>, &detail::storeDateText<C, path...>, onNull};
+}
+/// What is written comes from a function of the class.
+template <auto getter>
+constexpr auto computed(const char* name) {
+    using C = typename detail::Signature<decltype(getter)>::Class;
+    return Column<C>{
+        name, nullptr, [](const C& object) -> Value { return (object.*getter)(); }, OnNull::keeps};
+}
+template <class C>
+constexpr Column<C> readOnly(Column<C> column) {
+    column.store = nullptr;
+    return column;
+}
+
+/// The current row into the properties, column by column.
+template <const auto& columns, class C>
+void loadRow(const Recordset& rows, C& object) {
+    const auto& names = detail::namesOf<columns>;
+    const auto positions = rows.positions(names.data(), names);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const auto& column = columns[i];
+        if (column.load == nullptr) continue;
+        if (positions[i] < 0) {
+            if (column.onNull == OnNull::ignored) continue;
+            raise(errors::noSuchItem, column.name);
+        }
+        detail::loadCell(column, object, rows.value(static_cast<std::size_t>(positions[i])));
+    }
+}
+
+/// Text columns of a recordset's current row, Null read as empty; for collections that read their rows themselves. The
+/// references hold until the recordset moves.
+template <std::size_t count>
+class TextColumns {
+public:
+    TextColumns(const Recordset& rows, const std::array<const char*, count>& names) : rows_(rows) {
+        for (std::size_t i = 0; i < count; ++i) {
+            const auto position = rows.columnPosition(names[i]);
+            if (!position) raise(errors::noSuchItem, names[i]);
+            positions_[i] = *position;
+        }
+    }
+
+    const Text& operator[](std::size_t i) const {
+        const Value& cell = rows_.value(positions_[i]);
+        if (const auto* text = cell.getIf<Text>()) return *text;
+        if (cell.isNull()) {
+            converted_[i].clear();
+        } else {
+            converted_[i] = toText(cell);
+        }
+        return converted_[i];
+    }
+
+private:
+    const Recordset& rows_;
+    std::array<std::size_t, count> positions_{};
+    mutable std::array<Text, count> converted_;
+};
+
+/// The properties into the current row, or the one being added; nothing is written before `Update`.
+template <const auto& columns, class C>
+void storeRow(const C& object, Recordset& rows) {
+    const auto& names = detail::namesOf<columns>;
+    const auto positions = rows.positions(names.data(), names);
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const auto& column = columns[i];
+        if (column.store == nullptr) continue;
+        if (positions[i] < 0) raise(errors::noSuchItem, column.name);
+        rows.set(static_cast<std::size_t>(positions[i]), column.store(object));
+    }
+}
+
+} // namespace corveth

@@ -1,0 +1,54 @@
+#include "session/failure.h"
+
+#include "platform/desktop/message_box.h"
+#include "session/module_state.h"
+
+namespace corveth {
+
+void reportFailure(const char* source, Report report, const char* message, std::int32_t number) {
+    Error cause = currentError();
+    Text description;
+    switch (report) {
+    case Report::messageAndCause:
+        description = Text(message) + "\r\n" + cause.description;
+        break;
+    case Report::message:
+        description = message;
+        break;
+    case Report::cause:
+        description = std::move(cause.description);
+        break;
+    }
+    throw Error(number, source, std::move(description));
+}
+
+void showFailure() {
+    messageBox(currentError().description);
+}
+
+void beginTransaction() {
+    moduleState().SharedConnection->BeginTrans();
+}
+
+void commitTransaction() {
+    moduleState().SharedConnection->CommitTrans();
+}
+
+void rollBackTransaction() noexcept {
+    const Ref<Connection> connection = moduleState().SharedConnection;
+    if (!connection) return;
+    try {
+        connection->RollbackTrans();
+    } catch (...) {
+        logSwallowed(*connection, "", "rolling back", currentError());
+    }
+}
+
+void logSwallowed(Connection& connection, TextView className, TextView operation, const Error& error) noexcept {
+    try {
+        connection.log(Text(className) + "\t" + Text(operation) + "\t" + error.description);
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nowhere left to report to
+    }
+}
+
+} // namespace corveth

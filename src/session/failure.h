@@ -1,0 +1,74 @@
+#pragma once
+
+#include "platform/automation/error.h"
+
+#include <utility>
+
+namespace corveth {
+
+class Connection;
+
+/// What a method that traps its failures tells the client.
+enum class Report {
+    messageAndCause, ///< the fixed message, a line break, what happened
+    message,         ///< the fixed message alone
+    cause,           ///< what happened alone
+};
+
+/// Throws the error being handled anew as `number` from `source`. Call in a handler only.
+[[noreturn]] CORVETH_API void reportFailure(const char* source, Report report, const char* message,
+                                            std::int32_t number);
+
+/// Runs `body`; any failure reaches the client as an error of the application with the source word and text given.
+template <class Body>
+void trap(const char* source, Report report, const char* message, Body&& body,
+          std::int32_t number = errors::application) {
+    try {
+        std::forward<Body>(body)();
+    } catch (...) {
+        reportFailure(source, report, message, number);
+    }
+}
+
+/// Shows the text of the error being handled in a message box. Call in a handler only.
+CORVETH_API void showFailure();
+
+/// Runs `body`; a failure is shown in a message box and goes no further.
+template <class Body>
+void trapToBox(Body&& body) {
+    try {
+        std::forward<Body>(body)();
+    } catch (...) {
+        showFailure();
+    }
+}
+
+/// Transactions on the thread's shared connection; 91 without one.
+CORVETH_API void beginTransaction();
+CORVETH_API void commitTransaction();
+/// Never fails: what brought it about is already being reported.
+CORVETH_API void rollBackTransaction() noexcept;
+
+/// What the system swallows by design goes to the connection's log, when it has one.
+CORVETH_API void logSwallowed(Connection& connection, TextView className, TextView operation,
+                              const Error& error) noexcept;
+
+/// Runs `body` in a transaction of its own when `bSelf` is set, rolled back when it or the commit fails; else in
+/// whatever transaction the client holds.
+template <class Body>
+void inTransaction(bool bSelf, Body&& body) {
+    if (!bSelf) {
+        std::forward<Body>(body)();
+        return;
+    }
+    beginTransaction();
+    try {
+        std::forward<Body>(body)();
+        commitTransaction();
+    } catch (...) {
+        rollBackTransaction();
+        throw;
+    }
+}
+
+} // namespace corveth

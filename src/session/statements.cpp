@@ -1,0 +1,50 @@
+#include "session/statements.h"
+
+#include "session/module_state.h"
+
+namespace corveth {
+
+namespace {
+
+void refuseIfNeeded(const Sql& sql, const char* kind) {
+    if (sql.refusal().empty()) return;
+    if (const auto& connection = moduleState().SharedConnection) connection->traceRefused(kind, sql.text());
+    raise(errors::invalidCall, sql.refusal());
+}
+
+constexpr std::int32_t idLength = 10;
+
+} // namespace
+
+Ref<Recordset> openRecordset(const Sql& sql, CursorType cursor, LockType lock) {
+    refuseIfNeeded(sql, "open");
+    const Ref<DbService> service = dbService(); // held: the call may put another one in its place
+    Ref<Connection> connection = moduleState().SharedConnection;
+    auto cursorType = static_cast<std::int32_t>(cursor);
+    auto lockType = static_cast<std::int32_t>(lock);
+    Ref<Recordset> rows = service->OpenRecordset(sql.text(), connection, cursorType, lockType);
+    moduleState().SharedConnection = std::move(connection);
+    return rows;
+}
+
+Ref<Recordset> openDirect(const Sql& sql, CursorType cursor, LockType lock) {
+    refuseIfNeeded(sql, "open");
+    auto rows = make<Recordset>();
+    rows->open(sql.text(), moduleState().SharedConnection, cursor, lock);
+    return rows;
+}
+
+void execute(const Sql& sql) {
+    refuseIfNeeded(sql, "execute");
+    moduleState().SharedConnection->execute(sql.text());
+}
+
+Text generateId(const IdSource& source) {
+    const Ref<DbService> service = dbService();
+    Ref<Connection> connection = moduleState().SharedConnection;
+    Text id = service->GenerateId(source.typeCode, idLength, source.keyColumn, source.table, connection);
+    moduleState().SharedConnection = std::move(connection);
+    return id;
+}
+
+} // namespace corveth

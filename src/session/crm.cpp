@@ -1,0 +1,47 @@
+#include "session/crm.h"
+
+#include "contacts/contacts.h"
+#include "platform/desktop/message_pump.h"
+#include "session/failure.h"
+#include "session/module_state.h"
+
+namespace corveth {
+
+struct CRM::Table {
+    static constexpr MemberRow members[] = {
+        get<&CRM::get_Contacts>("Contacts"),
+        method<&CRM::UseConnection>("UseConnection", "newConnection"),
+        handsOut("Attachments", get<&CRM::get_Attachments>("Attachments")),
+    };
+};
+
+constinit const ClassInfo CRM::description = describe<CRM, CRM::Table>();
+
+CRM::CRM() : contacts_(make<Contacts>()) {}
+
+CRM::~CRM() {
+    contacts_ = nullptr;
+    attachments_ = nullptr;
+    // An object that outlived its thread has no shared state left, and must not touch that of the thread it ends on.
+    if (!home().isCurrent()) return;
+    Ref<Connection> connection;
+    connection.swap(moduleState().SharedConnection);
+    try {
+        if (connection) connection->Close();
+    } catch (const Error& error) {
+        // A release cannot return it. In a transaction the connection stays open, and the client's.
+        logSwallowed(*connection, "CRM", "closing the shared connection", error);
+    }
+    connection = nullptr;
+    pumpMessages();
+}
+
+Ref<Contacts> CRM::get_Contacts() const {
+    return contacts_;
+}
+
+void CRM::UseConnection(const Ref<Connection>& newConnection) {
+    moduleState().SharedConnection = newConnection;
+}
+
+} // namespace corveth

@@ -1,0 +1,63 @@
+// The one list of classes. A new class is added here and nowhere else.
+
+#include "bidding/bid_source.h"
+#include "contacts/address.h"
+#include "contacts/company.h"
+#include "contacts/contact.h"
+#include "contacts/contacts.h"
+#include "favourites/favourite_type.h"
+#include "finance/invoice_details.h"
+#include "platform/automation/class_registry.h"
+#include "platform/data/connection.h"
+#include "platform/data/recordset.h"
+#include "platform/data/stream.h"
+#include "platform/desktop/picture.h"
+#include "scheduling/scheduling_types.h"
+#include "services/standard_db_service.h"
+#include "session/crm.h"
+#include "session/financial.h"
+#include "session/link_item.h"
+#include "session/notes.h"
+#include "tracking/product_type.h"
+#include "typelib/type_library_object.h"
+
+namespace corveth {
+
+std::span<const ClassInfo* const> allClasses() noexcept {
+    static constexpr const ClassInfo* classes[] = {
+        // The type library.
+        &CRM::description,
+        &FINANCIAL::description,
+        &Note::description,
+        &Notes::description,
+        &LinkItem::description,
+        &Address::description,
+        &Contact::description,
+        &Company::description,
+        &Contacts::description,
+        // Data access.
+        &Connection::description,
+        &Recordset::description,
+        &Stream::description,
+        // Services and the desktop.
+        &StandardDbService::description,
+        &TypeLibrary::description,
+        &Picture::description,
+    };
+    return classes;
+}
+
+std::span<const EnumInfo* const> allEnums() noexcept {
+    static constexpr const EnumInfo* enums[] = {
+        &ptParentTypeInfo, &ctContactTypeInfo, &ptCalcMethodInfo, &ptTypeInfo,
+        &dpTypeInfo,       &tpBidSourceInfo,   &fvFilterTypeInfo,
+    };
+    return enums;
+}
+
+std::span<const RecordInfo* const> allRecords() noexcept {
+    static constexpr const RecordInfo* records[] = {&tpInvoiceDetailsInfo};
+    return records;
+}
+
+} // namespace corveth

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "platform/automation/describe.h"
+
+namespace corveth {
+
+/// The version of the tables that this build works with.
+inline constexpr std::int32_t schemaVersion = 1;
+
+/// Makes the database that `connectionString` names, with all tables, in one transaction; when that fails, nothing is
+/// left of it. Throws 58 with a sentence when there is a database already, of this version or another.
+CORVETH_API void createDatabase(TextView connectionString);
+
+/// The version that the database's tables were made with; 0 when it has none of them. What keeps the database from
+/// being opened is thrown unchanged.
+CORVETH_API std::int32_t databaseVersion(TextView connectionString);
+
+/// Throws with a sentence unless the database has the tables of this build: 3709 when it has none, older or newer ones.
+CORVETH_API void checkDatabase(TextView connectionString);
+
+/// The same for late-bound clients.
+class CORVETH_API Schema final : public Described<Schema> {
+public:
+    static constexpr const char* className = "Schema";
+    static const ClassInfo description;
+
+    void Create(const Text& ConnectionString);
+    [[nodiscard]] std::int32_t Version(const Text& ConnectionString) const;
+    void Check(const Text& ConnectionString) const;
+
+private:
+    struct Table;
+};
+
+} // namespace corveth

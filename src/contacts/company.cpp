@@ -29,7 +29,7 @@ struct Company::Table {
         unavailable("Expenses", "Expenses"),
         unavailable("Bugs", "Bugs"),
         unavailable("Appointments", "Appointments"),
-        key(loads(letGet<&Company::let_ID, &Company::get_ID>("ID"))),
+        key(loads(letGet<&Company::let_ID, &Company::get_ID>("ID")), "Contacts.ContactId"),
     };
     static constexpr Column<Company> columns[] = {
         detail::lenient<Company, &ContactBase::ToString>("FirstName"),

@@ -50,7 +50,7 @@ struct Contact::Table {
         unavailable("Appointments", "Appointments"),
         unavailable("Bugs", "Bugs"),
         get<&Contact::get_Company>("Company"),
-        key(loads(letGet<&Contact::let_ID, &Contact::get_ID>("ID"))),
+        key(loads(letGet<&Contact::let_ID, &Contact::get_ID>("ID")), "Contacts.ContactId"),
         get<&Contact::get_IsUsed>("IsUsed"),
         saves(method<&Contact::UpdateContact>("UpdateContact")),
         method<&Contact::LoadPictureFromDB>("LoadPictureFromDB"),

@@ -15,7 +15,7 @@ struct Note::Table {
         getLet<&Note::get_Note, &Note::let_Note>("Note"),
         field<&Note::LinkId>("LinkId"),
         loads(method<&Note::Populate>("Populate")),
-        key(getLet<&Note::get_ID, &Note::let_ID>("ID")),
+        key(getLet<&Note::get_ID, &Note::let_ID>("ID"), "Notes.NoteId"),
         letGet<&Note::let_LinkType, &Note::get_LinkType>("LinkType"),
         saves(method<&Note::Update>("Update")),
         removes(method<&Note::DeleteNote>("DeleteNote", optional("bSelf"))),

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace corveth::cli {
+
+/// The command line was wrong: exit status 2.
+struct WrongUse : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+/// What the commands take; each reads the members that it names in its help.
+struct Request {
+    std::string database;
+    std::string className;
+    std::string key;
+    std::string method;
+    std::string file;
+    std::string statement;
+    std::vector<std::string> arguments;
+    bool asJson = false;
+};
+
+// Each returns what goes to standard output; failures are thrown as client::Failure.
+
+std::string initDatabase(const Request& request);
+std::string registerServer(const Request& request);
+std::string unregisterServer(const Request& request);
+std::string listClasses(const Request& request);
+std::string introspect(const Request& request);
+std::string showTypeLibrary(const Request& request);
+std::string showRecord(const Request& request);
+std::string setRecord(const Request& request);
+std::string listMembers(const Request& request);
+std::string callMethod(const Request& request);
+std::string loadFile(const Request& request);
+std::string runStatement(const Request& request);
+
+} // namespace corveth::cli

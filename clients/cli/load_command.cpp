@@ -1,0 +1,164 @@
+#include "cli/commands.h"
+#include "cli/record.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <set>
+
+namespace corveth::cli {
+
+using client::Failure;
+
+namespace {
+
+struct Line {
+    std::string className;
+    std::string label;
+    Edit edit;
+};
+
+[[noreturn]] void refuse(const std::string& why) {
+    throw Failure(5, "corveth", why);
+}
+
+/// The words of the parser without its own prefix and line number, which count from the text's beginning.
+std::string parserWords(const Json::parse_error& error) {
+    const std::string words = error.what();
+    const auto column = words.find("column ");
+    return column == std::string::npos ? words : words.substr(column);
+}
+
+/// A name that is given twice in one object would lose its first value without a word.
+Json parseObject(const std::string& text) {
+    std::vector<std::set<std::string>> names;
+    const auto watch = [&](int /*depth*/, Json::parse_event_t event, Json& parsed) {
+        if (event == Json::parse_event_t::object_start) names.emplace_back();
+        if (event == Json::parse_event_t::object_end) names.pop_back();
+        if (event == Json::parse_event_t::key && !names.back().insert(parsed.get<std::string>()).second) {
+            refuse(fmt::format("\"{}\" is given twice", parsed.get<std::string>()));
+        }
+        return true;
+    };
+    Json json;
+    try {
+        json = Json::parse(text, watch);
+    } catch (const Json::parse_error& error) {
+        refuse("no JSON: " + parserWords(error));
+    }
+    if (!json.is_object()) refuse("a line must be a JSON object");
+    return json;
+}
+
+const std::string& textOf(const Json& value, const char* name) {
+    if (!value.is_string()) refuse(fmt::format("\"{}\" must be a text", name));
+    return value.get_ref<const std::string&>();
+}
+
+Call readCall(const Json& value) {
+    if (!value.is_array() || value.empty() || !value.front().is_string()) {
+        refuse("each of \"call\" must be a list: a method, then its arguments");
+    }
+    Call call{value.front().get<std::string>(), {}};
+    call.arguments.assign(value.begin() + 1, value.end());
+    return call;
+}
+
+Line readLine(const std::string& text) {
+    Line line;
+    for (const auto& [name, value] : parseObject(text).items()) {
+        if (name == "class") {
+            line.className = textOf(value, "class");
+        } else if (name == "as") {
+            line.label = textOf(value, "as");
+            const bool isPlain = !line.label.empty() && line.label[0] != '@' && !line.label.starts_with("file:");
+            if (!isPlain) refuse(fmt::format("\"{}\" cannot be a label", line.label));
+        } else if (name == "set") {
+            if (!value.is_object()) refuse("\"set\" must be an object");
+            for (const auto& [property, given] : value.items())
+                line.edit.assignments.emplace_back(property, given);
+        } else if (name == "call") {
+            if (!value.is_array()) refuse("\"call\" must be a list");
+            for (const Json& call : value)
+                line.edit.calls.push_back(readCall(call));
+        } else {
+            refuse(fmt::format("\"{}\" is none of class, as, set and call", name));
+        }
+    }
+    if (line.className.empty()) refuse("\"class\" is missing");
+    return line;
+}
+
+/// Loads line by line; only the labels stay in memory.
+class Loader {
+public:
+    explicit Loader(const Session& session) : session_(session), reader_(session, labels_) {}
+
+    void load(std::istream& lines) {
+        std::string text;
+        while (std::getline(lines, text)) {
+            ++number_;
+            if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
+            try {
+                loadLine(text);
+            } catch (const Failure& failure) {
+                throw Failure(failure.number, failure.source,
+                              fmt::format("line {}: {}", number_, failure.description()));
+            }
+            ++records_;
+        }
+        if (lines.bad()) throw Failure(75, "corveth", fmt::format("reading failed after line {}", number_));
+    }
+
+    [[nodiscard]] std::size_t records() const noexcept { return records_; }
+    [[nodiscard]] const Labels& labels() const noexcept { return labels_; }
+
+private:
+    void loadLine(const std::string& text) {
+        const Line line = readLine(text);
+        if (labels_.contains(line.label)) refuse(fmt::format("the label \"{}\" is given twice", line.label));
+        const std::string key = saveRecord(session_, reader_, line.className, "", line.edit);
+        session_.requireNoMessageBox();
+        if (!line.label.empty()) labels_.emplace(line.label, key);
+    }
+
+    const Session& session_;
+    Labels labels_;
+    ArgumentReader reader_;
+    std::size_t number_ = 0;
+    std::size_t records_ = 0;
+};
+
+} // namespace
+
+std::string loadFile(const Request& request) {
+    std::ifstream file;
+    const bool isStandardInput = request.file == "-";
+    if (!isStandardInput) {
+        std::error_code error;
+        if (!std::filesystem::exists(request.file, error)) {
+            throw Failure(53, "corveth", "File not found: " + request.file);
+        }
+        file.open(request.file, std::ios::binary);
+        if (!file || std::filesystem::is_directory(request.file, error)) {
+            throw Failure(75, "corveth", "Path/File access error: " + request.file);
+        }
+    }
+    Library library;
+    const Session session(library, request.database);
+    Loader loader(session);
+    Transaction transaction(session);
+    loader.load(isStandardInput ? std::cin : file);
+    transaction.commit();
+
+    if (!request.asJson)
+        return fmt::format("{} {} loaded\n", loader.records(), loader.records() == 1 ? "record" : "records");
+    Json keys = Json::object();
+    for (const auto& [label, key] : std::map<std::string, std::string>(loader.labels().begin(), loader.labels().end()))
+        keys[label] = key;
+    return Json{{"records", loader.records()}, {"keys", std::move(keys)}}.dump(1) + "\n";
+}
+
+} // namespace corveth::cli

@@ -1,0 +1,196 @@
+#include "cli/commands.h"
+#include "cli/value_text.h"
+#include "common/late_bound.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+namespace corveth::cli {
+
+namespace {
+
+enum Status { done = 0, failed = 1, wrongUse = 2 };
+
+constexpr const char* databaseHelp = "An embedded database's file, or a connection string (Provider=...;...)";
+constexpr const char* classHelp = "A class: Contact, prjCorveth.Contact, ADODB.Recordset";
+
+constexpr const char* valueHelp =
+    "A value is a text; it is converted to what the member takes: numbers, True and False, dates (2024-01-31),\n"
+    "names of enumerations (ctCompany), the key of a row where an object is wanted, a JSON object for a record.\n"
+    "@file:PATH stands for what a file holds (a picture, bytes or text), @@ for a plain @.\n"
+    "A dotted name goes through an object property: OfficeAddress.City=Oslo. -- ends the options.";
+
+constexpr const char* jsonHelp =
+    "JSON: numbers, true, false and texts as such; Empty and Null are null, money is an exact text, "
+    "a date an ISO text, bytes {\"bytes\": COUNT}, an object {\"object\": CLASS}, a member that "
+    "fails {\"error\": {...}}";
+
+constexpr const char* loadHelp =
+    "Each line is one JSON object, and the whole file is one transaction: a line that fails is named and undoes all.\n"
+    "\n"
+    "  {\"class\": \"Contact\", \"as\": \"acme\", \"set\": {\"ContactType\": 0, \"FirstName\": \"Acme\"}}\n"
+    "  {\"class\": \"Contact\", \"set\": {\"ContactType\": 2, \"FirstName\": \"Kari\", \"Company.ID\": \"@acme\"}}\n"
+    "\n"
+    "class  the class of the record\n"
+    "set    its properties, in order; a dotted name goes through an object property\n"
+    "call   then these: [[\"METHOD\", ARGUMENT, ...], ...]; an object as an argument is a record's fields\n"
+    "as     a label for the key that the record gets\n"
+    "\n"
+    "A text @LABEL stands for a label's key, @file:PATH for what a file holds, @@ for a plain @.\n"
+    "A new record takes its class's defaults before its properties.";
+
+/// The commands and their options; `request` receives what is parsed, `run` the command chosen.
+class CommandLine {
+public:
+    CommandLine() : app_("Works with the records of a Corveth database through its automation server.", "corveth") {
+        app_.set_version_flag("--version", "corveth " CORVETH_VERSION);
+        app_.require_subcommand(1);
+        app_.footer("Exit status: 0 done, 1 the operation failed, 2 wrong use.");
+        addLibraryCommands();
+        addRecordCommands();
+    }
+
+    void parse(int argc, char** argv) { app_.parse(argc, argv); }
+    int reportHelp(const CLI::ParseError& error) { return app_.exit(error); }
+    [[nodiscard]] std::string run() const { return run_(request_); }
+
+private:
+    using Command = std::string (*)(const Request&);
+
+    CLI::App* add(const char* name, const char* what, Command command) {
+        auto* sub = app_.add_subcommand(name, what);
+        sub->callback([this, command] { run_ = command; });
+        return sub;
+    }
+    void addText(CLI::App* sub, const char* name, std::string& target, const char* what) {
+        sub->add_option(name, target, what)->required()->type_name("");
+    }
+    void addTexts(CLI::App* sub, const char* name, const char* what) {
+        // Without extra arguments in one place no text is taken for a bracketed list.
+        sub->add_option(name, request_.arguments, what)
+            ->expected(0, maxArguments)
+            ->allow_extra_args(false)
+            ->type_name("");
+    }
+    void addJson(CLI::App* sub, const char* what = jsonHelp) { sub->add_flag("--json", request_.asJson, what); }
+    void addDatabase(CLI::App* sub) { addText(sub, "DB", request_.database, databaseHelp); }
+    void addClass(CLI::App* sub) { addText(sub, "CLASS", request_.className, classHelp); }
+    void addKey(CLI::App* sub, const char* what) { addText(sub, "KEY", request_.key, what); }
+
+    void addLibraryCommands() {
+        auto* sub =
+            add("init", "Creates an embedded database with the schema; refuses one that already has it", initDatabase);
+        addDatabase(sub);
+        add("register", "Registers the server for the current user", registerServer);
+        add("unregister", "Takes the registration out again", unregisterServer);
+        sub = add("classes", "Lists the classes that can be created", listClasses);
+        addJson(sub, "A JSON list");
+        sub = add("introspect", "Lists a class's members in slot order: name, kind, parameters, types", introspect);
+        addClass(sub);
+        addJson(sub, "The class as `typelib --json` writes it");
+        sub = add("typelib", "Writes the type library as interface-definition text", showTypeLibrary);
+        addJson(sub, "The same for tools: classes, enumerations, records");
+    }
+
+    void addRecordCommands() {
+        auto* sub = add("show", "Shows one record: every readable property", showRecord);
+        addDatabase(sub);
+        addClass(sub);
+        addKey(sub, "The record's key");
+        addJson(sub);
+        sub->footer("Properties that hold objects are named, not read; bytes show their length.");
+
+        sub = add("set", "Sets properties, saves the record and prints its key", setRecord);
+        addDatabase(sub);
+        addClass(sub);
+        addKey(sub, "The record's key; empty (\"\") for a new record");
+        addTexts(sub, "NAME=VALUE", "A property and its value");
+        sub->footer(std::string(valueHelp) + "\nNothing is saved when any of it fails.");
+
+        sub = add("list", "Runs filters, populates a list and prints its members", listMembers);
+        addDatabase(sub);
+        addClass(sub);
+        addTexts(sub, "MEMBER=ARGUMENT", "A filter to run, or a property to set, before");
+        addJson(sub);
+        sub->footer("Several arguments are separated by commas: MEMBER=A,B; the last one keeps its commas.\n"
+                    "A filter that loads the list itself (InitializeAsType) is not followed by Populate.\n"
+                    "The table leaves out columns that are empty in every row.\n" +
+                    std::string(valueHelp));
+
+        sub = add("call", "Calls one method, in a transaction of its own, and prints its result", callMethod);
+        addDatabase(sub);
+        addClass(sub);
+        addKey(sub, "The record's key; empty (\"\") for a new object");
+        addText(sub, "METHOD", request_.method, "The method");
+        addTexts(sub, "ARGUMENT", "Its arguments, in order");
+        addJson(sub);
+        sub->footer(valueHelp);
+
+        sub = add("load", "Makes records from a file of JSON lines", loadFile);
+        addDatabase(sub);
+        addText(sub, "FILE", request_.file, "The file; - is standard input");
+        addJson(sub, "Prints the number of records, and the key of each label");
+        sub->footer(loadHelp);
+
+        sub = add("sql", "Runs one statement through the data-access layer; rows come as a table", runStatement);
+        addDatabase(sub);
+        addText(sub, "STATEMENT", request_.statement, "The statement");
+        addJson(sub);
+    }
+
+    static constexpr int maxArguments = 1 << 20;
+
+    CLI::App app_;
+    Request request_;
+    Command run_ = nullptr;
+};
+
+/// Line breaks of a description go on under the first line.
+void complain(std::string text) {
+    for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;)
+        text.replace(at, 2, "\n");
+    while (text.ends_with('\n'))
+        text.pop_back();
+    fmt::print(stderr, "corveth: {}\n", text);
+}
+
+int main(int argc, char** argv) {
+    CommandLine commands;
+    try {
+        commands.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        if (error.get_exit_code() == 0) return commands.reportHelp(error);
+        complain(std::string(error.what()) + "\nSee corveth --help, corveth COMMAND --help.");
+        return wrongUse;
+    }
+    try {
+        const std::string output = commands.run();
+        const bool isWritten = std::fwrite(output.data(), 1, output.size(), stdout) == output.size();
+        if (!isWritten || std::fflush(stdout) != 0) {
+            complain("the result could not be written to standard output");
+            return failed;
+        }
+        return done;
+    } catch (const WrongUse& error) {
+        complain(error.what());
+        return wrongUse;
+    } catch (const client::Failure& failure) {
+        complain(failureText(failure));
+        return failed;
+    } catch (const std::exception& error) {
+        complain(std::string("error 5 (corveth): ") + error.what());
+        return failed;
+    }
+}
+
+} // namespace
+
+} // namespace corveth::cli
+
+int main(int argc, char** argv) {
+    return corveth::cli::main(argc, argv);
+}

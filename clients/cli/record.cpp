@@ -1,0 +1,188 @@
+#include "cli/record.h"
+
+#include <fmt/format.h>
+
+namespace corveth::cli {
+
+using client::ClassDescription;
+using client::Failure;
+using client::LateObject;
+using client::MemberDescription;
+using client::MemberKind;
+using client::Variant;
+
+namespace {
+
+const ClassModel::Member& keyOf(const ClassModel& model) {
+    if (const auto* key = model.withRole("key")) return *key;
+    throw Failure(438, model.name, model.name + " has no key; it names no single record");
+}
+
+std::string textLiteral(const std::string& text) {
+    std::string literal = "'";
+    for (const char c : text) {
+        literal += c;
+        if (c == '\'') literal += c;
+    }
+    return literal + "'";
+}
+
+/// Fails unless a row has the key. A class whose key tells no table cannot be asked.
+void requireRow(const Session& session, const ClassModel& model, const std::string& key) {
+    const std::string& column = keyOf(model).argument;
+    const auto dot = column.find('.');
+    if (!key.empty() && dot == std::string::npos) return;
+    if (!key.empty()) {
+        const std::string name = column.substr(dot + 1);
+        const std::string statement =
+            fmt::format("Select {} From {} Where {}={}", name, column.substr(0, dot), name, textLiteral(key));
+        const auto rows = std::get<LateObject>(session.connection().call("Execute", {statement}));
+        const bool isFound = !std::get<bool>(rows.get("EOF"));
+        rows.call("Close");
+        if (isFound) return;
+    }
+    throw Failure(3021, model.name, fmt::format("there is no {} with the key \"{}\"", model.name, key));
+}
+
+/// Gives the object its key and has it read its row.
+void load(const LateObject& object, const ClassModel& model, const std::string& key) {
+    const auto& keyMember = keyOf(model);
+    object.let(keyMember.name, key);
+    if (keyMember.has("loads")) return;
+    for (const auto& member : model.members) {
+        if (!member.has("loads")) continue;
+        const auto* method = object.description().find(member.name, MemberKind::method);
+        if (method != nullptr && method->params.empty()) object.call(member.name);
+    }
+}
+
+std::string keyText(const LateObject& object, const ClassModel& model) {
+    const auto& key = keyOf(model);
+    if (object.description().find(key.name, MemberKind::get) == nullptr) return {};
+    return plainText(object.get(key.name));
+}
+
+/// The row that a new record got: some objects take its key over, for the others the data service remembers it.
+std::string insertedKey(const Session& session, const std::string& before, const std::string& after,
+                        const std::string& lastBefore) {
+    if (!after.empty() && after != before) return after;
+    std::string last = session.lastId();
+    return last != lastBefore ? last : after;
+}
+
+LateObject newRecord(const Session& session, const ArgumentReader& reader, const ClassModel& model,
+                     const std::vector<Assignment>& assignments) {
+    LateObject object = session.library().create(model.progId);
+    const auto& key = keyOf(model);
+    bool hasKey = false;
+    for (const auto& assignment : assignments) {
+        if (!model.memberHas(assignment.first, "preset")) continue;
+        assign(object, reader, assignment);
+        if (model.memberHas(assignment.first, "key")) hasKey = true;
+    }
+    load(object, model, hasKey ? plainText(object.get(key.name)) : std::string());
+    return object;
+}
+
+Reading readProperty(const LateObject& object, const MemberDescription& member) {
+    Reading reading{.name = member.name, .kind = Reading::Kind::value, .value = {}, .text = {}, .json = {}};
+    if (isObjectType(member.type)) {
+        const auto colon = member.type.find(':');
+        const std::string className = colon == std::string::npos ? member.type : member.type.substr(colon + 1);
+        reading.kind = Reading::Kind::object;
+        reading.text = "(" + className + ")";
+        reading.json = {{"object", className}};
+        return reading;
+    }
+    try {
+        reading.value = object.get(member.name);
+        reading.text = plainText(reading.value);
+        reading.json = jsonValue(reading.value);
+    } catch (const Failure& failure) {
+        reading.kind = Reading::Kind::failure;
+        reading.text = "(" + failureText(failure) + ")";
+        reading.json = {{"error", failureJson(failure)}};
+    }
+    return reading;
+}
+
+} // namespace
+
+LateObject existingRecord(const Session& session, const ClassModel& model, const std::string& key) {
+    LateObject object = session.library().create(model.progId);
+    requireRow(session, model, key);
+    load(object, model, key);
+    return object;
+}
+
+void assign(const LateObject& object, const ArgumentReader& reader, const Assignment& assignment) {
+    const auto& [path, given] = assignment;
+    LateObject owner = object;
+    std::string name = path;
+    for (auto dot = name.find('.'); dot != std::string::npos; dot = name.find('.')) {
+        const std::string part = name.substr(0, dot);
+        memberNamed(owner.description(), part);
+        Variant next = owner.get(part);
+        auto* held = std::get_if<LateObject>(&next);
+        if (held == nullptr) {
+            throw Failure(424, owner.description().name,
+                          fmt::format("{}.{} is no object", owner.description().name, part));
+        }
+        if (!*held) throw Failure(91, owner.description().name, part + " holds no object");
+        owner = std::move(*held);
+        name.erase(0, dot + 1);
+    }
+    const ClassDescription& description = owner.description();
+    const auto* slot = slotOf(description, name, MemberKind::let, MemberKind::set);
+    if (slot == nullptr) {
+        throw Failure(438, description.name, fmt::format("{}.{} cannot be set", description.name, name));
+    }
+    owner.let(name, reader.read(given, slot->type, description));
+}
+
+Variant callMember(const LateObject& object, const ArgumentReader& reader, const Call& call) {
+    const ClassDescription& description = object.description();
+    const auto* slot = slotOf(description, call.method, MemberKind::method, MemberKind::get);
+    if (slot == nullptr) {
+        throw Failure(438, description.name, fmt::format("{}.{} cannot be called", description.name, call.method));
+    }
+    client::Arguments arguments;
+    for (std::size_t i = 0; i < call.arguments.size(); ++i) {
+        const std::string type = i < slot->params.size() ? slot->params[i].type : "Variant";
+        arguments.push_back(reader.read(call.arguments[i], type, description));
+    }
+    return object.call(call.method, std::move(arguments));
+}
+
+std::string saveRecord(const Session& session, const ArgumentReader& reader, const std::string& className,
+                       const std::string& key, const Edit& edit) {
+    const ClassModel& model = session.library().model(className);
+    const auto* save = model.withRole("saves");
+    if (save == nullptr) throw Failure(438, model.name, model.name + " has no member that saves it");
+
+    const LateObject object =
+        key.empty() ? newRecord(session, reader, model, edit.assignments) : existingRecord(session, model, key);
+    for (const auto& assignment : edit.assignments)
+        assign(object, reader, assignment);
+    for (const auto& call : edit.calls)
+        callMember(object, reader, call);
+
+    const std::string before = keyText(object, model);
+    const std::string lastBefore = session.lastId();
+    Call saving{save->name, {}};
+    if (!save->argument.empty()) saving.arguments.emplace_back(save->argument);
+    callMember(object, reader, saving);
+    const std::string after = keyText(object, model);
+    return key.empty() ? insertedKey(session, before, after, lastBefore) : after;
+}
+
+std::vector<Reading> readProperties(const LateObject& object) {
+    std::vector<Reading> readings;
+    for (const auto& member : object.description().members) {
+        if (member.kind != MemberKind::get || !member.params.empty() || member.isHidden) continue;
+        readings.push_back(readProperty(object, member));
+    }
+    return readings;
+}
+
+} // namespace corveth::cli

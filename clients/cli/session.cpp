@@ -1,0 +1,112 @@
+#include "cli/session.h"
+
+#include "cli/names.h"
+
+#include <array>
+#include <filesystem>
+
+namespace corveth::cli {
+
+using client::Failure;
+using client::LateObject;
+using client::Variant;
+
+namespace {
+
+constexpr std::uint32_t applicationError = 0x80040001U;
+
+std::string_view trimmed(std::string_view text) {
+    const auto first = text.find_first_not_of(' ');
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+/// True when one of the parts between semicolons assigns the provider or the data source.
+bool isConnectionString(std::string_view text) {
+    constexpr std::array<std::string_view, 2> keywords = {"Provider", "Data Source"};
+    while (!text.empty()) {
+        const std::string_view part = text.substr(0, text.find(';'));
+        if (const auto equals = part.find('='); equals != std::string_view::npos) {
+            const std::string_view keyword = trimmed(part.substr(0, equals));
+            for (const std::string_view known : keywords) {
+                if (equalNoCase(keyword, known)) return true;
+            }
+        }
+        text.remove_prefix(std::min(text.size(), part.size() + 1));
+    }
+    return false;
+}
+
+std::string quoted(const std::string& value) {
+    std::string text = "\"";
+    for (const char c : value) {
+        text += c;
+        if (c == '"') text += c;
+    }
+    return text + "\"";
+}
+
+} // namespace
+
+Library::Library() : server_(client::Server::load()), types_(server_.create("Corveth.TypeLibrary")) {}
+
+const ClassModel& Library::model(const std::string& className) {
+    const std::string key = foldCase(className);
+    if (const auto found = models_.find(key); found != models_.end()) return found->second;
+    return models_.emplace(key, ClassModel::parse(typeText("Roles", {className}))).first->second;
+}
+
+std::string Library::typeText(const char* name, const client::Arguments& arguments) const {
+    return std::get<std::string>(types_.call(name, arguments));
+}
+
+std::string connectionString(const std::string& database) {
+    if (isConnectionString(database)) return database;
+    return "Provider=SQLite;Data Source=" + quoted(database);
+}
+
+Session::Session(Library& library, const std::string& database) : library_(library) {
+    const std::string text = connectionString(database);
+    library.create("Corveth.Schema").call("Check", {text});
+    desktop_ = library.create("Corveth.Desktop");
+    service_ = library.create("Corveth.DbService");
+    boxesBefore_ = std::get<std::int32_t>(desktop_.get("MessageBoxCount"));
+    connection_ = library.create("ADODB.Connection");
+    connection_.call("Open", {text});
+    root_ = library.create("prjCorveth.CRM");
+    root_.call("UseConnection", {connection_});
+}
+
+Session::~Session() = default;
+
+std::string Session::lastId() const {
+    const Variant id = service_.get("LastId");
+    const auto* text = std::get_if<std::string>(&id);
+    return text == nullptr ? std::string() : *text;
+}
+
+void Session::requireNoMessageBox() const {
+    if (std::get<std::int32_t>(desktop_.get("MessageBoxCount")) == boxesBefore_) return;
+    throw Failure(applicationError, "message box", std::get<std::string>(desktop_.get("LastMessageBox")));
+}
+
+Transaction::Transaction(const Session& session) : session_(session) {
+    session_.connection().call("BeginTrans");
+}
+
+Transaction::~Transaction() {
+    if (!isOpen_) return;
+    try {
+        session_.connection().call("RollbackTrans");
+    } catch (const Failure&) { // what made it necessary is being reported; the engine drops what was not committed
+        isOpen_ = false;
+    }
+}
+
+void Transaction::commit() {
+    session_.requireNoMessageBox();
+    session_.connection().call("CommitTrans");
+    isOpen_ = false;
+}
+
+} // namespace corveth::cli

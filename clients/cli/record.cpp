@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 namespace corveth::cli {
 
 using client::ClassDescription;
@@ -27,19 +29,24 @@ std::string textLiteral(const std::string& text) {
     return literal + "'";
 }
 
-/// Fails unless a row has the key. A class whose key tells no table cannot be asked.
-void requireRow(const Session& session, const ClassModel& model, const std::string& key) {
-    const std::string& column = keyOf(model).argument;
+/// True when a row of the table in `column`, as `Notes.NoteId`, has the key.
+bool hasRow(const Session& session, std::string_view column, const std::string& key) {
     const auto dot = column.find('.');
-    if (!key.empty() && dot == std::string::npos) return;
-    if (!key.empty()) {
-        const std::string name = column.substr(dot + 1);
-        const std::string statement =
-            fmt::format("Select {} From {} Where {}={}", name, column.substr(0, dot), name, textLiteral(key));
-        const auto rows = std::get<LateObject>(session.connection().call("Execute", {statement}));
-        const bool isFound = !std::get<bool>(rows.get("EOF"));
-        rows.call("Close");
-        if (isFound) return;
+    const std::string_view table = column.substr(0, dot), name = column.substr(dot + 1);
+    const std::string statement = fmt::format("Select {} From {} Where {}={}", name, table, name, textLiteral(key));
+    const auto rows = std::get<LateObject>(session.connection().call("Execute", {statement}));
+    return !std::get<bool>(rows.get("EOF"));
+}
+
+/// Fails unless a row has the key, in one of the tables that it may name. A class whose key tells no table cannot be
+/// asked.
+void requireRow(const Session& session, const ClassModel& model, const std::string& key) {
+    std::string_view columns = keyOf(model).argument;
+    if (columns.empty() && !key.empty()) return;
+    while (!key.empty() && !columns.empty()) {
+        const auto column = columns.substr(0, columns.find(','));
+        if (hasRow(session, column, key)) return;
+        columns.remove_prefix(std::min(columns.size(), column.size() + 1));
     }
     throw Failure(3021, model.name, fmt::format("there is no {} with the key \"{}\"", model.name, key));
 }

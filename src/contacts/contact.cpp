@@ -84,8 +84,8 @@ struct Contact::Table {
 
 namespace {
 
-/// The contacts whose deletion is under way on this thread, outermost first. A company may be its own member, directly or
-/// through others: what the walk has entered already is passed over.
+/// The contacts whose deletion is under way on this thread, outermost first. A company may be its own member, directly
+/// or through others: what the walk has entered already is passed over.
 thread_local std::vector<Text> deleting;
 
 constexpr std::int32_t loadFailed = 10; ///< the error number of a contact that cannot be loaded
@@ -112,9 +112,9 @@ Ref<Notes> Contact::get_Notes() {
 }
 
 void Contact::reset() {
-    for (Text* text : {&ToString, &Title, &FirstName, &MiddleName, &LastName, &TypeToString, &JobTitle, &Profession,
-                       &Department, &TypeDef, &DOB, &Phone, &Mobile, &WorkPhone, &Extension, &Fax, &WebAddress,
-                       &IMAddress, &Description, &ReferredBy}) {
+    for (Text* text : {&ToString,   &Title,      &FirstName,  &MiddleName, &LastName,    &TypeToString, &JobTitle,
+                       &Profession, &Department, &TypeDef,    &DOB,        &Phone,       &Mobile,       &WorkPhone,
+                       &Extension,  &Fax,        &WebAddress, &IMAddress,  &Description, &ReferredBy}) {
         text->clear();
     }
     ShowInTaskList = 0;

@@ -8,7 +8,7 @@ namespace corveth {
 
 struct LinkItem::Table {
     static constexpr MemberRow members[] = {
-        key(field<&LinkItem::ID>("ID")),
+        key(field<&LinkItem::ID>("ID"), "ContactMaster.ContactId,Projects.Id,Products.Id,Notes.NoteId"),
         field<&LinkItem::ItemDescription>("ItemDescription"),
         field<&LinkItem::ProjectId>("ProjectId"),
         field<&LinkItem::ParentId>("ParentId"),
@@ -54,10 +54,11 @@ bool LinkItem::lookUp(Sql sql) {
 void LinkItem::Populate() {
     const Text type = get_ItemTypeID();
     if (type == "Contact" || type == "Company") {
-        if (lookUp(Sql{" SELECT ContactID, CompanyID, Title & ' ' & FirstName  & ' ' & MiddleName  & ' ' &  LastName as "
-                       "Description "
-                       " FROM ContactMaster Where ContactID=\"",
-                       ID, "\""})) {
+        if (lookUp(
+                Sql{" SELECT ContactID, CompanyID, Title & ' ' & FirstName  & ' ' & MiddleName  & ' ' &  LastName as "
+                    "Description "
+                    " FROM ContactMaster Where ContactID=\"",
+                    ID, "\""})) {
             loadRow<Table::contact>(*rows_, *this);
             ItemDescription = replaceAll(ItemDescription, "  ", " ");
             ProjectId.clear();

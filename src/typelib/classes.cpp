@@ -11,6 +11,7 @@
 #include "platform/data/connection.h"
 #include "platform/data/recordset.h"
 #include "platform/data/stream.h"
+#include "platform/desktop/desktop_object.h"
 #include "platform/desktop/picture.h"
 #include "scheduling/scheduling_types.h"
 #include "services/standard_db_service.h"
@@ -43,6 +44,7 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &StandardDbService::description,
         &TypeLibrary::description,
         &Picture::description,
+        &Desktop::description,
     };
     return classes;
 }

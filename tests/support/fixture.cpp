@@ -1,0 +1,84 @@
+#include "support/fixture.h"
+
+#include "platform/automation/convert.h"
+#include "services/schema.h"
+#include "session/module_state.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace corveth::test {
+
+namespace {
+
+std::filesystem::path temporaryFolder() {
+    Text pattern = (std::filesystem::temp_directory_path() / "corveth-test-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    return pattern;
+}
+
+} // namespace
+
+void expectFailure(const Failure& expected, const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const Error& error) {
+        EXPECT_EQ(error.number, expected.number) << error.description;
+        if (!expected.source.empty()) EXPECT_EQ(error.source, expected.source);
+        EXPECT_EQ(error.description.substr(0, expected.text.size()), expected.text);
+        return;
+    }
+    ADD_FAILURE() << "nothing was thrown; expected " << expected.number << " " << expected.text;
+}
+
+DatabaseTest::DatabaseTest() : objectsBefore_(Object::liveCount()), folder_(temporaryFolder()) {}
+
+DatabaseTest::~DatabaseTest() {
+    std::filesystem::remove_all(folder_);
+}
+
+void DatabaseTest::SetUp() {
+    const Text source = "Provider=SQLite;Data Source=" + (folder_ / "test.db").string();
+    createDatabase(source);
+    connection = make<Connection>();
+    connection->open(source + ";Trace File=" + (folder_ / "trace").string());
+    own_ = make<Connection>();
+    own_->open(source);
+    moduleState().SharedConnection = connection;
+}
+
+void DatabaseTest::TearDown() {
+    moduleState() = {};
+    connection = nullptr;
+    own_ = nullptr;
+    EXPECT_EQ(Object::liveCount(), objectsBefore_) << "objects were left alive";
+}
+
+std::vector<Text> DatabaseTest::statements() {
+    std::ifstream trace(folder_ / "trace");
+    trace.seekg(static_cast<std::streamoff>(traceRead_));
+    std::vector<Text> result;
+    for (Text line; std::getline(trace, line);) {
+        traceRead_ += line.size() + 1;
+        const auto tab = line.find('\t');
+        const Text kind = line.substr(0, tab);
+        if (kind == "service" || kind == "row") continue;
+        const Text text = tab == Text::npos ? Text() : line.substr(tab + 1);
+        result.push_back(text.empty() ? kind : kind + "|" + text);
+    }
+    return result;
+}
+
+void DatabaseTest::sql(TextView statement) {
+    own_->execute(statement);
+}
+
+Text DatabaseTest::scalar(TextView query) {
+    auto rows = make<Recordset>();
+    rows->open(query, own_, CursorType::staticCopy, LockType::readOnly);
+    if (rows->isEmpty()) return "(none)";
+    return rows->value(0).isNull() ? "(null)" : toText(rows->value(0));
+}
+
+} // namespace corveth::test

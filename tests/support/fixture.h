@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/automation/error.h"
+#include "platform/data/connection.h"
+#include "platform/data/recordset.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <vector>
+
+namespace corveth::test {
+
+/// What a failure is to be; an empty source or text matches any, the text is a beginning.
+struct Failure {
+    std::int32_t number = 0;
+    Text source{};
+    Text text{};
+};
+
+/// Runs `action` and fails the test unless it throws exactly that.
+void expectFailure(const Failure& expected, const std::function<void()>& action);
+
+/// A test with a database of its own, a connection to it that is the thread's shared one, and a record of what is sent.
+/// Fails when a test leaves an object alive.
+class DatabaseTest : public ::testing::Test {
+protected:
+    DatabaseTest();
+    ~DatabaseTest() override;
+    void SetUp() override;
+    void TearDown() override;
+
+    /// The system's own statements since the last call, as `kind|text` (a transaction's kinds alone).
+    std::vector<Text> statements();
+    /// A statement of the test, past the trace.
+    void sql(TextView statement);
+    /// The first column of the first row as text; "(none)" without a row, "(null)" for Null.
+    Text scalar(TextView query);
+
+    Ref<Connection> connection;
+
+private:
+    std::size_t objectsBefore_;
+    std::filesystem::path folder_;
+    Ref<Connection> own_;
+    std::size_t traceRead_ = 0;
+};
+
+} // namespace corveth::test

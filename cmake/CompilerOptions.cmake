@@ -43,3 +43,9 @@ function(corveth_precompile target)
     target_precompile_headers(${target} PRIVATE ${ARGN})
   endif()
 endfunction()
+
+# corveth_export_only(TARGET MAP): nothing leaves the library but what the version script names.
+function(corveth_export_only target map)
+  target_link_options(${target} PRIVATE LINKER:--version-script,${map})
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
+endfunction()

@@ -82,6 +82,7 @@ Object::Object() : home_(Apartment::current()) {
 }
 
 Object::~Object() {
+    delete edge.load(std::memory_order_relaxed);
     liveObjects.fetch_sub(1, std::memory_order_relaxed);
 }
 

@@ -60,8 +60,14 @@ public:
     /// How many objects live in the process; for leak checks.
     [[nodiscard]] static std::size_t liveCount() noexcept;
 
-    /// A place for the binary edge to keep what stands for this object there.
-    std::atomic<void*> edge = nullptr;
+    /// What stands for this object at the binary edge. Set there, destroyed with the object.
+    struct Edge {
+        Edge() = default;
+        Edge(const Edge&) = delete;
+        Edge& operator=(const Edge&) = delete;
+        virtual ~Edge() = default;
+    };
+    std::atomic<Edge*> edge = nullptr;
 
 protected:
     Object();

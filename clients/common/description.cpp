@@ -1,0 +1,259 @@
+#include "common/description.h"
+
+#include "common/conversion.h"
+
+#include <memory>
+#include <mutex>
+
+namespace corveth::client {
+
+namespace {
+
+namespace vt = binary::vt;
+using binary::Held;
+using binary::ITypeInfo;
+
+/// Descriptions by interface id, and the record types that they refer to.
+struct Cache {
+    std::mutex mutex;
+    std::vector<std::pair<binary::Guid, std::unique_ptr<ClassDescription>>> classes;
+    std::map<std::string, Held<binary::IRecordInfo>, std::less<>> records;
+};
+
+Cache& cache() {
+    static auto* const only = new Cache; // the server may be gone when statics are destroyed
+    return *only;
+}
+
+struct Names {
+    std::string name, text;
+};
+
+Names namesOf(ITypeInfo& info, binary::DispId member = binary::dispIds::unknown) {
+    binary::Bstr name = nullptr;
+    binary::Bstr text = nullptr;
+    requireSuccess(info.GetDocumentation(member, &name, &text, nullptr, nullptr), "a type description");
+    Names names;
+    names.name = takeText(name);
+    names.text = takeText(text);
+    return names;
+}
+
+/// The name of the class whose interface `interfaceName` is.
+std::string classNameOf(const std::string& interfaceName) {
+    return interfaceName.starts_with('_') ? interfaceName.substr(1) : interfaceName;
+}
+
+/// Reads one class; the cache is locked by the caller.
+class Reader {
+public:
+    Reader(ITypeInfo& info, Cache& cache) : info_(info), cache_(cache) {}
+
+    std::unique_ptr<ClassDescription> read(const binary::TypeAttr& attributes) {
+        const Names names = namesOf(info_);
+        class_ = std::make_unique<ClassDescription>();
+        class_->name = classNameOf(names.name);
+        class_->progId = names.text;
+        for (std::uint32_t i = 0; i < attributes.cFuncs; ++i) {
+            binary::FuncDesc* function = nullptr;
+            requireSuccess(info_.GetFuncDesc(i, &function), "a function description");
+            class_->members.push_back(readMember(static_cast<int>(i) + 1, *function));
+            info_.ReleaseFuncDesc(function);
+        }
+        return std::move(class_);
+    }
+
+private:
+    MemberDescription readMember(int slot, const binary::FuncDesc& function) {
+        MemberDescription member;
+        member.slot = slot;
+        member.dispId = function.memid;
+        member.kind = kindOf(function.invkind);
+        const bool assigns = member.kind == MemberKind::let || member.kind == MemberKind::set;
+        const auto paramCount = static_cast<std::size_t>(function.cParams - (assigns ? 1 : 0));
+        const std::vector<std::string> names = readNames(function.memid, paramCount + 1);
+        member.name = names.front();
+        for (std::size_t i = 0; i < paramCount; ++i) {
+            const auto& element = function.lprgelemdescParam[i];
+            const bool byRef = isByRef(element.type);
+            member.params.push_back({i + 1 < names.size() ? names[i + 1] : std::string(),
+                                     typeName(info_, byRef ? *element.type.pointed : element.type), byRef,
+                                     (element.param.flags & binary::paramOptional) != 0});
+        }
+        member.type =
+            typeName(info_, assigns ? function.lprgelemdescParam[paramCount].type : function.elemdescFunc.type);
+        member.isDefault = function.memid == binary::dispIds::value;
+        member.isEnumerator = function.memid == binary::dispIds::newEnum;
+        if (member.isEnumerator && member.type == "Object") member.type = "Enumerator";
+        member.isHidden = (function.wFuncFlags & binary::functionHidden) != 0;
+        return member;
+    }
+
+    static MemberKind kindOf(binary::InvokeKind kind) noexcept {
+        switch (kind) {
+        case binary::InvokeKind::propertyGet:
+            return MemberKind::get;
+        case binary::InvokeKind::propertyPut:
+            return MemberKind::let;
+        case binary::InvokeKind::propertyPutRef:
+            return MemberKind::set;
+        case binary::InvokeKind::function:
+            break;
+        }
+        return MemberKind::method;
+    }
+
+    std::vector<std::string> readNames(binary::DispId member, std::size_t capacity) {
+        std::vector<binary::Bstr> texts(capacity);
+        std::uint32_t count = 0;
+        requireSuccess(info_.GetNames(member, texts.data(), static_cast<std::uint32_t>(capacity), &count),
+                       "the names of a function");
+        std::vector<std::string> names;
+        for (std::uint32_t i = 0; i < count; ++i)
+            names.push_back(takeText(texts[i]));
+        if (names.empty()) names.emplace_back();
+        return names;
+    }
+
+    /// A pointer to an interface is the object itself; any other is a by-reference parameter.
+    bool isByRef(const binary::TypeDesc& type) {
+        if (type.vt != vt::pointer) return false;
+        return type.pointed->vt != vt::userDefined || kindOfReference(info_, type.pointed->refType) != interfaceKind;
+    }
+
+    static constexpr auto interfaceKind = binary::TypeKindCode::dispatch;
+
+    static Held<ITypeInfo> referenced(ITypeInfo& from, binary::RefType reference) {
+        Held<ITypeInfo> info;
+        requireSuccess(from.GetRefTypeInfo(reference, info.out()), "a referenced type");
+        return info;
+    }
+
+    static binary::TypeKindCode kindOfReference(ITypeInfo& from, binary::RefType reference) {
+        return kindOf(*referenced(from, reference).get());
+    }
+
+    static binary::TypeKindCode kindOf(ITypeInfo& info) {
+        binary::TypeAttr* attributes = nullptr;
+        requireSuccess(info.GetTypeAttr(&attributes), "the attributes of a type");
+        const auto kind = attributes->typekind;
+        info.ReleaseTypeAttr(attributes);
+        return kind;
+    }
+
+    std::string typeName(ITypeInfo& from, const binary::TypeDesc& type) {
+        switch (type.vt) {
+        case vt::none:
+            return "none";
+        case vt::bstr:
+            return "String";
+        case vt::i2:
+            return "Integer";
+        case vt::i4:
+            return "Long";
+        case vt::ui1:
+            return "Byte";
+        case vt::r4:
+            return "Single";
+        case vt::r8:
+            return "Double";
+        case vt::boolean:
+            return "Boolean";
+        case vt::cy:
+            return "Currency";
+        case vt::date:
+            return "Date";
+        case vt::variant:
+            return "Variant";
+        case vt::unknown:
+            return "Enumerator";
+        case vt::pointer:
+            return typeName(from, *type.pointed);
+        case vt::userDefined:
+            return nameOfReference(*referenced(from, type.refType).get());
+        default:
+            return "Object";
+        }
+    }
+
+    std::string nameOfReference(ITypeInfo& info) {
+        const std::string name = namesOf(info).name;
+        switch (kindOf(info)) {
+        case binary::TypeKindCode::enumeration:
+            addEnum(info, name);
+            return "Enum:" + name;
+        case binary::TypeKindCode::record:
+            addRecord(info, name);
+            return "Record:" + name;
+        default:
+            break;
+        }
+        const std::string className = classNameOf(name);
+        if (className == "Picture" || className == "Connection") return className;
+        return "Object:" + className;
+    }
+
+    template <class Body>
+    static void forEachVariable(ITypeInfo& info, Body&& body) {
+        binary::TypeAttr* attributes = nullptr;
+        requireSuccess(info.GetTypeAttr(&attributes), "the attributes of a type");
+        const std::uint32_t count = attributes->cVars;
+        info.ReleaseTypeAttr(attributes);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            binary::VarDesc* variable = nullptr;
+            requireSuccess(info.GetVarDesc(i, &variable), "a variable description");
+            body(*variable, namesOf(info, variable->memid).name);
+            info.ReleaseVarDesc(variable);
+        }
+    }
+
+    void addEnum(ITypeInfo& info, const std::string& name) {
+        const auto [entry, isNew] = class_->enums.try_emplace(name, EnumDescription{name, {}});
+        if (!isNew) return;
+        forEachVariable(info, [&](const binary::VarDesc& variable, std::string member) {
+            entry->second.members.emplace_back(std::move(member), variable.lpvarValue->i4);
+        });
+    }
+
+    void addRecord(ITypeInfo& info, const std::string& name) {
+        const auto [entry, isNew] = class_->records.try_emplace(name, RecordDescription{name, {}});
+        if (!isNew) return;
+        forEachVariable(info, [&](const binary::VarDesc& variable, std::string field) {
+            entry->second.fields.emplace_back(std::move(field), typeName(info, variable.elemdescVar.type));
+        });
+        auto type = binary::query<binary::IRecordInfo>(&info, binary::ids::recordInfo);
+        if (type) cache_.records.insert_or_assign(name, std::move(type));
+    }
+
+    ITypeInfo& info_;
+    Cache& cache_;
+    std::unique_ptr<ClassDescription> class_;
+};
+
+} // namespace
+
+const ClassDescription& describe(binary::IDispatch& object) {
+    Held<ITypeInfo> info;
+    requireSuccess(object.GetTypeInfo(0, 0, info.out()), "an object's type description");
+    binary::TypeAttr* attributes = nullptr;
+    requireSuccess(info->GetTypeAttr(&attributes), "the attributes of a class");
+
+    Cache& known = cache();
+    const std::scoped_lock lock(known.mutex);
+    for (const auto& [id, description] : known.classes) {
+        if (id == attributes->guid) return *description;
+    }
+    auto description = Reader(*info.get(), known).read(*attributes);
+    known.classes.emplace_back(attributes->guid, std::move(description));
+    info->ReleaseTypeAttr(attributes);
+    return *known.classes.back().second;
+}
+
+binary::Held<binary::IRecordInfo> findRecordType(std::string_view name) {
+    Cache& known = cache();
+    const std::scoped_lock lock(known.mutex);
+    const auto found = known.records.find(name);
+    return found == known.records.end() ? binary::Held<binary::IRecordInfo>() : found->second;
+}
+
+} // namespace corveth::client

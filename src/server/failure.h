@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/automation/error.h"
+#include "server/binary/memory.h"
+
+namespace corveth::server {
+
+/// A small error number leaves as 0x800A0000 + number, a whole code as it is.
+constexpr binary::HResult toResult(std::int32_t number) noexcept {
+    const bool isSmall = number > 0 && number <= 0xFFFF;
+    return isSmall ? binary::results::code(0x800A0000U + static_cast<std::uint32_t>(number)) : number;
+}
+
+/// Runs `body`, which returns a result; no exception leaves.
+template <class Body>
+binary::HResult guarded(Body&& body) noexcept {
+    try {
+        return body();
+    } catch (const Error& error) {
+        return toResult(error.number);
+    } catch (const std::bad_alloc&) {
+        return binary::results::outOfMemory;
+    } catch (...) {
+        return binary::results::failed;
+    }
+}
+
+/// Fills the record of what is being thrown right now; call in a handler only.
+inline binary::HResult reportException(binary::ExcepInfo* exception) noexcept {
+    if (exception == nullptr) return binary::results::exception;
+    try {
+        const Error error = currentError();
+        exception->scode = toResult(error.number);
+        exception->bstrSource = binary::toBstr(error.source);
+        exception->bstrDescription = binary::toBstr(error.description);
+    } catch (...) {
+        exception->scode = toResult(errors::outOfMemory);
+    }
+    return binary::results::exception;
+}
+
+} // namespace corveth::server

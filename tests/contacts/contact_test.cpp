@@ -24,8 +24,8 @@ class ContactTest : public test::DatabaseTest {
 protected:
     void SetUp() override {
         DatabaseTest::SetUp();
-        earlierHandler_ = setMessageBoxHandler([this](TextView prompt, unsigned flags, TextView title) {
-            boxes.push_back(Text(title) + "|" + Text(prompt) + "|" + std::to_string(flags));
+        earlierHandler_ = setMessageBoxHandler([this](const MessageBox& box) {
+            boxes.push_back(box.title + "|" + box.prompt + "|" + std::to_string(box.flags));
             return 1;
         });
     }
@@ -302,7 +302,7 @@ TEST_F(ContactTest, APictureThatCannotBeSavedIsShownAndFailsTheSave) {
     auto contact = make<Contact>();
     contact->FirstName = "Kari";
     contact->Picture = pictureOf(onePixel(1));
-    const auto earlier = setProgramFolder([] { return Text("/nonexistent/folder"); });
+    const auto earlier = setProgramFolder("/nonexistent/folder");
     test::expectFailure({errors::application, "Contact", "Error saving Contact\r\n"},
                         [&] { contact->UpdateContact(); });
     setProgramFolder(earlier);

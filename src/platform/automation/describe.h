@@ -430,8 +430,8 @@ constexpr MemberRow withRole(Role role, MemberRow row, const char* argument = nu
     if (argument != nullptr) row.roleArgument = argument;
     return row;
 }
-/// `column`: the table and column that the key is looked up in, as `Notes.NoteId`; a generic client asks there whether
-/// a row exists.
+/// `column`: the table and column that the key is looked up in, as `Notes.NoteId`, several separated by commas; a
+/// generic client asks there whether a row exists.
 constexpr MemberRow key(MemberRow row, const char* column = nullptr) {
     return withRole(Role::key, row, column);
 }

@@ -1,4 +1,5 @@
 #include "cli/commands.h"
+#include "cli/names.h"
 #include "cli/value_text.h"
 #include "common/late_bound.h"
 
@@ -25,9 +26,9 @@ constexpr const char* valueHelp =
     "A dotted name goes through an object property: OfficeAddress.City=Oslo. -- ends the options.";
 
 constexpr const char* jsonHelp =
-    "JSON: numbers, true, false and texts as such; Empty and Null are null, money is an exact text, "
-    "a date an ISO text, bytes {\"bytes\": COUNT}, an object {\"object\": CLASS}, a member that "
-    "fails {\"error\": {...}}";
+    "In JSON, numbers, true, false and texts stand as such; Empty and Null are null, money is an exact text, a date "
+    "an\n"
+    "ISO text, bytes {\"bytes\": COUNT}, an object {\"object\": CLASS}, what fails {\"error\": {...}}.";
 
 constexpr const char* loadHelp =
     "Each line is one JSON object, and the whole file is one transaction: a line that fails is named and undoes all.\n"
@@ -54,12 +55,26 @@ public:
         addRecordCommands();
     }
 
-    void parse(int argc, char** argv) { app_.parse(argc, argv); }
+    void parse(int argc, char** argv) {
+        if (argc > 1) requireCommand(argv[1]);
+        app_.parse(argc, argv);
+    }
     int reportHelp(const CLI::ParseError& error) { return app_.exit(error); }
     [[nodiscard]] std::string run() const { return run_(request_); }
 
 private:
     using Command = std::string (*)(const Request&);
+
+    /// The parser itself would only say that a command is required.
+    void requireCommand(const std::string& word) const {
+        if (word.starts_with('-')) return;
+        std::vector<std::string> names;
+        for (const auto* sub : app_.get_subcommands([](const CLI::App*) { return true; })) {
+            if (sub->get_name() == word) return;
+            names.push_back(sub->get_name());
+        }
+        throw WrongUse("\"" + word + "\" is no command" + didYouMean(word, names));
+    }
 
     CLI::App* add(const char* name, const char* what, Command command) {
         auto* sub = app_.add_subcommand(name, what);
@@ -76,7 +91,7 @@ private:
             ->allow_extra_args(false)
             ->type_name("");
     }
-    void addJson(CLI::App* sub, const char* what = jsonHelp) { sub->add_flag("--json", request_.asJson, what); }
+    void addJson(CLI::App* sub, const char* what = "Writes JSON") { sub->add_flag("--json", request_.asJson, what); }
     void addDatabase(CLI::App* sub) { addText(sub, "DB", request_.database, databaseHelp); }
     void addClass(CLI::App* sub) { addText(sub, "CLASS", request_.className, classHelp); }
     void addKey(CLI::App* sub, const char* what) { addText(sub, "KEY", request_.key, what); }
@@ -102,7 +117,8 @@ private:
         addClass(sub);
         addKey(sub, "The record's key");
         addJson(sub);
-        sub->footer("Properties that hold objects are named, not read; bytes show their length.");
+        sub->footer("Properties that hold objects are named, not read; bytes show their length.\n" +
+                    std::string(jsonHelp));
 
         sub = add("set", "Sets properties, saves the record and prints its key", setRecord);
         addDatabase(sub);
@@ -119,7 +135,7 @@ private:
         sub->footer("Several arguments are separated by commas: MEMBER=A,B; the last one keeps its commas.\n"
                     "A filter that loads the list itself (InitializeAsType) is not followed by Populate.\n"
                     "The table leaves out columns that are empty in every row.\n" +
-                    std::string(valueHelp));
+                    std::string(valueHelp) + "\n" + jsonHelp);
 
         sub = add("call", "Calls one method, in a transaction of its own, and prints its result", callMethod);
         addDatabase(sub);
@@ -128,7 +144,7 @@ private:
         addText(sub, "METHOD", request_.method, "The method");
         addTexts(sub, "ARGUMENT", "Its arguments, in order");
         addJson(sub);
-        sub->footer(valueHelp);
+        sub->footer(std::string(valueHelp) + "\nA result that is an object is shown like a record.\n" + jsonHelp);
 
         sub = add("load", "Makes records from a file of JSON lines", loadFile);
         addDatabase(sub);
@@ -140,9 +156,10 @@ private:
         addDatabase(sub);
         addText(sub, "STATEMENT", request_.statement, "The statement");
         addJson(sub);
+        sub->footer(jsonHelp);
     }
 
-    static constexpr int maxArguments = 1 << 20;
+    static constexpr int maxArguments = CLI::detail::expected_max_vector_size;
 
     CLI::App app_;
     Request request_;
@@ -158,14 +175,20 @@ void complain(std::string text) {
     fmt::print(stderr, "corveth: {}\n", text);
 }
 
+int misuse(const std::string& why) {
+    complain(why + "\nSee corveth --help, corveth COMMAND --help.");
+    return wrongUse;
+}
+
 int main(int argc, char** argv) {
     CommandLine commands;
     try {
         commands.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == 0) return commands.reportHelp(error);
-        complain(std::string(error.what()) + "\nSee corveth --help, corveth COMMAND --help.");
-        return wrongUse;
+        return misuse(error.what());
+    } catch (const WrongUse& error) {
+        return misuse(error.what());
     }
     try {
         const std::string output = commands.run();
@@ -176,8 +199,7 @@ int main(int argc, char** argv) {
         }
         return done;
     } catch (const WrongUse& error) {
-        complain(error.what());
-        return wrongUse;
+        return misuse(error.what());
     } catch (const client::Failure& failure) {
         complain(failureText(failure));
         return failed;

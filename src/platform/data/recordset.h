@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/data/connection.h"
+#include "platform/data/provider.h"
 
 #include <optional>
 #include <span>
@@ -11,7 +12,9 @@ class Fields;
 
 namespace data {
 class RowShape;
-}
+struct ResultColumn;
+struct WritePlan;
+} // namespace data
 
 /// Rows of one statement. All are read when it opens, so nothing stays locked between calls; what is written goes
 /// by primary key, and only what was assigned. Errors carry the source "ADODB.Recordset": 3704 closed, 3021 without
@@ -88,7 +91,8 @@ public:
     [[nodiscard]] const Value& value(TextView column) const;
     /// The current row's value before it was edited.
     [[nodiscard]] const Value& originalValue(std::size_t column) const;
-    /// The same value moved out (a picture, say, of which a copy costs); the field reads Empty from then on.
+    /// The same value moved out (a picture, say, of which a copy costs); the field reads Empty from then on. A row that
+    /// is being edited gives a copy.
     [[nodiscard]] Value take(std::size_t column);
     /// Converts to the column's type: 3464 for text that is not one (empty text in a number), 6, 13 for an object.
     void set(std::size_t column, Value value);
@@ -99,32 +103,44 @@ private:
     struct Table;
     enum class Edit : std::uint8_t { none, changing, adding };
 
-    void begin(Text source, const Ref<Connection>& connection);
-    void run(TextView traceKind);
+    void openSource(TextView sql);
     void adopt(Ref<Connection> connection, std::shared_ptr<const data::RowShape> shape, std::vector<Value> cells);
-    void close() noexcept;
-    [[nodiscard]] const data::RowShape& opened() const;
-    void requireWritable() const;
+    /// The shape of the rows; 3704.
+    const data::RowShape& opened() const;
     void requireRow() const;
     [[nodiscard]] std::size_t requireColumn(TextView name) const;
+    [[nodiscard]] const data::ResultColumn& columnAt(std::size_t column) const;
+    /// In the current row, as it was read or saved.
+    [[nodiscard]] Value& stored(std::size_t column) const noexcept;
+
+    void leaveRow();
+    void moveTo(std::ptrdiff_t row) noexcept;
+    [[nodiscard]] bool isDeleted(std::ptrdiff_t row) const noexcept;
+    [[nodiscard]] std::ptrdiff_t liveRows() const noexcept;
+    /// The next row in `direction` that is not deleted, -1 or the row count where there is none.
+    [[nodiscard]] std::ptrdiff_t step(std::ptrdiff_t from, std::ptrdiff_t direction) const noexcept;
+
+    /// 3251 when the rows cannot be written.
+    const data::WritePlan& writePlan() const;
+    void beginEdit(Edit edit);
     void saveEdit();
     void dropEdit() noexcept;
     void insertRow();
     void updateRow();
-    void refresh();
-    [[nodiscard]] std::vector<std::size_t> keyColumns() const;
-    [[nodiscard]] bool isDeleted(std::ptrdiff_t row) const noexcept;
-    [[nodiscard]] std::ptrdiff_t step(std::ptrdiff_t from, std::ptrdiff_t direction) const noexcept;
-    [[nodiscard]] const Value& cell(std::size_t column) const noexcept;
+    void appendKeyCondition(Text& statement, std::vector<data::Parameter>& parameters) const;
+    [[noreturn]] void failRowGone(const char* doing) const;
+    void refresh() const;
 
     Ref<Connection> connection_;
     unsigned generation_ = 0;                     ///< of the connection when this opened
     std::shared_ptr<const data::RowShape> shape_; ///< set while open
-    std::vector<Value> cells_;                    ///< row by row
+    mutable std::vector<Value> cells_;            ///< row by row
     std::vector<bool> deleted_;                   ///< grows with the first deletion
     std::ptrdiff_t rowCount_ = 0;
-    std::ptrdiff_t row_ = 0;       ///< -1 is BOF, rowCount_ EOF
-    std::ptrdiff_t staleRow_ = -1; ///< just written: read again before a column that was not assigned is handed out
+    std::ptrdiff_t row_ = 0; ///< -1 before the first, rowCount_ behind the last
+    bool isBof_ = true;
+    /// Just written: read again before anything of it is handed out, for what defaults and triggers made of it.
+    mutable std::ptrdiff_t staleRow_ = -1;
     Edit edit_ = Edit::none;
     std::vector<Value> pending_;
     std::vector<bool> assigned_;

@@ -46,6 +46,7 @@ public:
 private:
     struct Table;
     void requireOpen() const;
+    void requireType(std::int32_t type) const;
 
     Bytes content_;
     std::size_t position_ = 0;

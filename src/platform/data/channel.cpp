@@ -1,0 +1,161 @@
+#include "platform/data/channel.h"
+
+#include "platform/data/column_value.h"
+#include "platform/data/dialect.h"
+#include "platform/data/statement_facts.h"
+
+#include <algorithm>
+
+namespace corveth::data {
+
+namespace {
+
+constexpr const char* source = "ADODB.Connection";
+
+} // namespace
+
+Channel::Channel(const ConnectionSettings& settings)
+    : trace_(settings.value("Trace File")), log_(settings.value("Log")), session_(settings.provider->open(settings)) {}
+
+Channel::~Channel() = default;
+
+Channel::Outcome Channel::run(TextView kind, TextView sql, std::vector<Value>* cells) {
+    if (statementKind(sql) == StatementKind::empty) raise(errors::noCommandText, {}, source);
+    trace_.write(kind, sql);
+    lifter_.lift(sql);
+    switch (lifter_.kind()) {
+    case StatementKind::transaction:
+        raise(errors::notAllowedHere, "Transactions begin and end by BeginTrans, CommitTrans and RollbackTrans.",
+              source);
+    case StatementKind::definition:
+        return runDefinition(sql, cells);
+    default:
+        return runLifted(sql, cells);
+    }
+}
+
+Channel::Outcome Channel::runLifted(TextView sql, std::vector<Value>* cells) {
+    const TextView text = lifter_.text();
+    CachedStatement* statement = cache_.find(text);
+    if (statement == nullptr) {
+        try {
+            statement = &prepared(text);
+        } catch (const Error&) {
+            // Some places take no parameter (a quoted alias); and if it fails again, the words are about the text as
+            // it was sent.
+            CachedStatement unlifted = prepare(sql);
+            bool recompiled = false;
+            return runStatement(unlifted, {}, cells, recompiled);
+        }
+    }
+    bool recompiled = false;
+    Outcome outcome = runStatement(*statement, lifter_.parameters(), cells, recompiled);
+    if (recompiled) cache_.remove(text);
+    return outcome;
+}
+
+Channel::Outcome Channel::runDefinition(TextView sql, std::vector<Value>* cells) {
+    // What was known of tables and statements may be wrong from here on.
+    cache_.clear();
+    const auto statement = session_->prepare(sql);
+    Outcome outcome;
+    outcome.affected = statement->run({}, cells).affected;
+    if (!statement->columns().empty()) outcome.shape = std::make_shared<RowShape>(statement->columns(), Text());
+    return outcome;
+}
+
+Channel::Outcome Channel::runStatement(CachedStatement& statement, std::span<const Parameter> parameters,
+                                       std::vector<Value>* cells, bool& recompiled) {
+    const RunResult result = statement.prepared->run(converted(statement, parameters), cells);
+    recompiled = result.recompiled;
+    if (recompiled && statement.shape != nullptr) {
+        statement.shape = std::make_shared<RowShape>(statement.prepared->columns(), statement.shape->target());
+    }
+    return {statement.shape, result.affected};
+}
+
+std::span<const Parameter> Channel::converted(const CachedStatement& statement, std::span<const Parameter> parameters) {
+    if (statement.targets.empty()) return parameters;
+    converted_.clear();
+    for (std::size_t i = 0; i < parameters.size(); ++i) {
+        const auto& target = statement.targets[i];
+        converted_.push_back(target.kind == ColumnKind::undeclared
+                                 ? parameters[i]
+                                 : toColumnParameter(target.kind, parameters[i], target.column));
+    }
+    return converted_;
+}
+
+CachedStatement& Channel::prepared(TextView text) {
+    if (auto* known = cache_.find(text)) return *known;
+    return cache_.add(text, prepare(text));
+}
+
+CachedStatement Channel::prepare(TextView text) {
+    const auto tokens = tokenize(text);
+    CachedStatement statement;
+    statement.prepared = session_->prepare(translate(tokens, session_->dialect()));
+    if (const auto columns = statement.prepared->columns(); !columns.empty()) {
+        statement.shape = std::make_shared<RowShape>(columns, readFacts(tokens).target);
+    } else {
+        statement.targets = targetsOf(tokens);
+    }
+    return statement;
+}
+
+std::vector<CachedStatement::Target> Channel::targetsOf(std::span<const Token> tokens) {
+    const StatementFacts facts = readFacts(tokens);
+    std::vector<CachedStatement::Target> targets;
+    const auto table = facts.assignments.empty() ? nullptr : session_->table(facts.target);
+    if (table == nullptr) return targets;
+    targets.resize(static_cast<std::size_t>(std::ranges::count(tokens, TokenKind::parameter, &Token::kind)));
+    for (const auto& assignment : facts.assignments) {
+        const auto& columns = table->columns;
+        auto column = columns.end();
+        if (!assignment.column.empty()) {
+            column =
+                std::ranges::find_if(columns, [&](const auto& c) { return equalNoCase(c.name, assignment.column); });
+        } else if (assignment.position < columns.size()) {
+            column = columns.begin() + static_cast<std::ptrdiff_t>(assignment.position);
+        }
+        if (column != columns.end()) targets[assignment.parameter] = {column->kind, column->name};
+    }
+    return targets;
+}
+
+std::int64_t Channel::write(TextView statement, std::span<const Parameter> parameters, std::vector<Value>* cells) {
+    if (trace_.isOn()) trace_.write("row", withValues(statement, parameters));
+    return prepared(statement).prepared->run(parameters, cells).affected;
+}
+
+void Channel::read(TextView statement, std::span<const Parameter> parameters, std::vector<Value>& cells) {
+    prepared(statement).prepared->run(parameters, &cells);
+}
+
+void Channel::begin() {
+    trace_.write("begin");
+    session_->begin(level_ + 1);
+    ++level_;
+}
+
+void Channel::commit() {
+    if (level_ == 0) raise(errors::noTransaction, {}, source);
+    trace_.write("commit");
+    session_->commit(level_);
+    --level_;
+}
+
+void Channel::rollback() {
+    if (level_ == 0) raise(errors::noTransaction, {}, source);
+    trace_.write("rollback");
+    session_->rollback(level_);
+    --level_;
+}
+
+Text Channel::nextId(const KeySpace& keys) {
+    StatementListener listener;
+    if (trace_.isOn()) listener = [this](TextView statement) { trace_.write("service", statement); };
+    return session_->nextId(keys, listener);
+}
+
+} // namespace corveth::data

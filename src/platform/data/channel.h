@@ -1,0 +1,61 @@
+#pragma once
+
+#include "platform/data/literals.h"
+#include "platform/data/statement_cache.h"
+#include "platform/data/tokenizer.h"
+#include "platform/data/trace.h"
+
+namespace corveth::data {
+
+/// An open connection: trace, statement text, cached statements and the engine's session, in the order in which a
+/// statement passes them.
+class Channel {
+public:
+    explicit Channel(const ConnectionSettings& settings);
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+    ~Channel();
+
+    struct Outcome {
+        std::shared_ptr<const RowShape> shape; ///< null for a statement without rows
+        std::int64_t affected = 0;
+    };
+    /// Traces `sql` as `kind` and runs it; rows go to `cells`, or nowhere. 0x80040E0C when it is empty.
+    Outcome run(TextView kind, TextView sql, std::vector<Value>* cells);
+    /// A statement of the layer's own in the same dialect, with a `?` for each of `parameters`; traced as `row`.
+    std::int64_t write(TextView statement, std::span<const Parameter> parameters, std::vector<Value>* cells = nullptr);
+    /// The same, not traced.
+    void read(TextView statement, std::span<const Parameter> parameters, std::vector<Value>& cells);
+
+    [[nodiscard]] int level() const noexcept { return level_; }
+    void begin();
+    void commit();
+    void rollback();
+
+    [[nodiscard]] Text nextId(const KeySpace& keys);
+    [[nodiscard]] Session& session() noexcept { return *session_; }
+    [[nodiscard]] const Trace& trace() const noexcept { return trace_; }
+    [[nodiscard]] const LineFile& log() const noexcept { return log_; }
+
+private:
+    CachedStatement& prepared(TextView text);
+    CachedStatement prepare(TextView text);
+    [[nodiscard]] std::vector<CachedStatement::Target> targetsOf(std::span<const Token> tokens);
+    Outcome runLifted(TextView sql, std::vector<Value>* cells);
+    Outcome runDefinition(TextView sql, std::vector<Value>* cells);
+    std::span<const Parameter> converted(const CachedStatement& statement, std::span<const Parameter> parameters);
+    Outcome runStatement(CachedStatement& statement, std::span<const Parameter> parameters, std::vector<Value>* cells,
+                         bool& recompiled);
+
+    static constexpr std::size_t cacheCapacity = 256;
+
+    Trace trace_;
+    LineFile log_;
+    std::unique_ptr<Session> session_;
+    StatementCache cache_{cacheCapacity}; ///< after the session: its statements go first
+    LiteralLifter lifter_;
+    std::vector<Parameter> converted_;
+    int level_ = 0;
+};
+
+} // namespace corveth::data

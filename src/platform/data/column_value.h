@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/data/provider.h"
+
+namespace corveth::data {
+
+/// `value` as a column of `kind` holds it: 3464 that names column and value when it is not of that kind, 6 when it does
+/// not fit, 13 for an object or record. Null stays Null.
+[[nodiscard]] Value toColumnValue(ColumnKind kind, Value value, TextView column);
+/// The same for a value that stands in a statement's text.
+[[nodiscard]] Parameter toColumnParameter(ColumnKind kind, const Parameter& parameter, TextView column);
+
+/// What the engine is given for `value`, which must stay. 5 for a text that holds NUL, 6 for what is no finite number
+/// or a currency amount that the engine could not give back exactly.
+[[nodiscard]] Parameter toParameter(const Value& value);
+
+/// The automation type's number, as Field.Type and Recordset clients know it.
+[[nodiscard]] std::int32_t dataTypeNumber(ColumnKind kind) noexcept;
+
+/// By a declared type's name, without regard to case.
+[[nodiscard]] ColumnKind kindOfDeclaredType(TextView declared) noexcept;
+
+/// A statement with a `?` for each of `parameters`, as one would write it with the values in place; for the trace.
+[[nodiscard]] Text withValues(TextView statement, std::span<const Parameter> parameters);
+
+} // namespace corveth::data

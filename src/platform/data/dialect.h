@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/data/tokenizer.h"
+
+#include <span>
+
+namespace corveth::data {
+
+/// How an engine says what the desktop dialect says.
+struct Dialect {
+    struct Function {
+        TextView name; ///< in small letters
+        TextView engineName;
+    };
+    std::span<const Function> functions;
+    TextView concatenate;  ///< a function of any number of operands that reads Null as empty text
+    TextView likeOperator; ///< compares without regard to case, with % and _ and an Escape
+    TextView likeFunction; ///< (text, pattern), with the desktop's wildcards
+    void (*appendParameter)(Text& out, std::size_t number); ///< from 1
+};
+
+/// The engine's text of a statement whose literals may have become parameters.
+[[nodiscard]] Text translate(std::span<const Token> tokens, const Dialect& dialect);
+
+/// The desktop's Like: `*` any text, `?` one character, `#` one digit, `[a-z]` one of, `[!a-z]` none of; without
+/// regard to ASCII case.
+[[nodiscard]] bool likeMatches(TextView text, TextView pattern) noexcept;
+
+/// `name` between quotes that no engine takes for anything else.
+void appendQuotedName(Text& out, TextView name);
+/// `text` as a literal of the dialect and of every engine.
+void appendTextLiteral(Text& out, TextView text);
+
+} // namespace corveth::data

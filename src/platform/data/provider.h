@@ -1,0 +1,122 @@
+#pragma once
+
+#include "platform/automation/value.h"
+#include "platform/data/connection_string.h"
+
+#include <functional>
+#include <memory>
+#include <span>
+#include <variant>
+
+namespace corveth::data {
+
+/// What a column was declared to hold, whatever the engine stores.
+enum class ColumnKind : std::uint8_t {
+    undeclared, ///< an expression: the value tells
+    text,
+    integer, ///< 16 bits
+    longInteger,
+    byte,
+    single,
+    doubleFloat,
+    currency,
+    date, ///< a day number
+    boolean,
+    bytes,
+};
+
+/// One column that a statement yields.
+struct ResultColumn {
+    Text name;
+    ColumnKind kind = ColumnKind::undeclared;
+    Text originTable; ///< empty for an expression
+    Text originColumn;
+};
+
+/// A table, or a view that can be written to.
+struct TableInfo {
+    struct Column {
+        Text name;
+        ColumnKind kind = ColumnKind::undeclared;
+        bool isKey = false;
+    };
+    bool isView = false;
+    std::vector<Column> columns;
+};
+
+/// What a statement is run with; nothing is owned.
+using Parameter = std::variant<std::monostate, std::int64_t, double, TextView, std::span<const std::byte>>;
+
+struct RunResult {
+    std::int64_t affected = 0;
+    /// The engine had to look at its schema again: what was known of the statement is out of date.
+    bool recompiled = false;
+};
+
+/// A statement that an engine has prepared. Its errors carry the engine's own words.
+class Prepared {
+public:
+    Prepared(const Prepared&) = delete;
+    Prepared& operator=(const Prepared&) = delete;
+    virtual ~Prepared() = default;
+
+    /// As of the last run; empty for a statement without rows.
+    [[nodiscard]] virtual std::span<const ResultColumn> columns() const = 0;
+    /// Runs to the end, appends all rows to `cells` (drops them without it) and leaves nothing open. A statement that
+    /// fails has changed nothing.
+    virtual RunResult run(std::span<const Parameter> parameters, std::vector<Value>* cells) = 0;
+
+protected:
+    Prepared() = default;
+};
+
+struct Dialect;
+
+/// What an ID is made from.
+struct KeySpace {
+    TextView code;
+    std::int32_t length;
+    TextView column;
+    TextView table;
+};
+
+/// Hears the statements that a session sends on its own account.
+using StatementListener = std::function<void(TextView)>;
+
+/// One open database. The caller counts transaction levels from 1; only level 1 is a transaction of the engine.
+/// A transaction that the engine ended by itself stays in place: everything fails with the words it ended with until
+/// level 1 is rolled back.
+class Session {
+public:
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    /// Rolls back what is open.
+    virtual ~Session() = default;
+
+    [[nodiscard]] virtual const Dialect& dialect() const noexcept = 0;
+    /// `sql` is in the engine's own language; 3142 when it holds more than one statement.
+    [[nodiscard]] virtual std::unique_ptr<Prepared> prepare(TextView sql) = 0;
+    /// Null when there is no such table or view.
+    [[nodiscard]] virtual std::shared_ptr<const TableInfo> table(TextView name) = 0;
+    virtual void begin(int level) = 0;
+    virtual void commit(int level) = 0;
+    virtual void rollback(int level) = 0;
+    virtual void setTimeout(std::int32_t seconds) = 0;
+    virtual Text nextId(const KeySpace& keys, const StatementListener& listener) = 0;
+
+protected:
+    Session() = default;
+};
+
+/// An engine.
+struct Provider {
+    const char* name;                           ///< as connection strings say it
+    std::span<const char* const> keywords;      ///< beside the common ones
+    std::span<const char* const> requiredWords; ///< of them, without which there is no opening
+    std::unique_ptr<Session> (*open)(const ConnectionSettings& settings);
+    void (*create)(const ConnectionSettings& settings);
+};
+
+[[nodiscard]] std::span<const Provider* const> providers() noexcept;
+
+} // namespace corveth::data

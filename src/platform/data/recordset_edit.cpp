@@ -1,0 +1,246 @@
+// What a recordset writes: new rows, changed rows, deleted rows.
+
+#include "platform/automation/convert.h"
+#include "platform/data/channel.h"
+#include "platform/data/column_value.h"
+#include "platform/data/guarded.h"
+#include "platform/data/recordset.h"
+
+namespace corveth {
+
+namespace {
+
+constexpr const char* source = "ADODB.Recordset";
+
+/// The platform's own codes for rows that cannot be found again.
+constexpr std::int32_t rowGone = static_cast<std::int32_t>(0x80040E38);
+constexpr std::int32_t noKey = static_cast<std::int32_t>(0x80040E21);
+
+[[noreturn]] void failWithoutKey(const Text& table) {
+    throw Error(noKey, source,
+                "Insufficient key column information for updating or refreshing: the statement does "
+                "not yield the key of " +
+                    table + ".");
+}
+
+bool sameValue(const Value& a, const Value& b) {
+    if (a.type() != b.type()) return false;
+    switch (a.type()) {
+    case ValueType::null:
+    case ValueType::empty:
+        return true;
+    case ValueType::text:
+        return *a.getIf<Text>() == *b.getIf<Text>();
+    case ValueType::bytes:
+        return *a.getIf<Bytes>() == *b.getIf<Bytes>();
+    case ValueType::currency:
+        return *a.getIf<Currency>() == *b.getIf<Currency>();
+    default:
+        return toDouble(a) == toDouble(b);
+    }
+}
+
+void appendName(Text& statement, TextView name) {
+    statement += '[';
+    statement += name;
+    statement += ']';
+}
+
+} // namespace
+
+const data::WritePlan& Recordset::writePlan() const {
+    const data::RowShape& shape = opened();
+    const bool isReadOnly = lockType_ == LockType::readOnly || lockType_ == LockType::unspecified;
+    const auto* plan = isReadOnly ? nullptr : shape.plan(connection_->channel().session());
+    if (plan == nullptr) raise(errors::notSupported, {}, source);
+    return *plan;
+}
+
+void Recordset::AddNew() {
+    leaveRow();
+    writePlan();
+    beginEdit(Edit::adding);
+}
+
+void Recordset::beginEdit(Edit edit) {
+    pending_.assign(shape_->size(), Value());
+    assigned_.assign(shape_->size(), false);
+    edit_ = edit;
+}
+
+void Recordset::set(std::size_t column, Value value) {
+    requireRow();
+    const data::WritePlan& plan = writePlan();
+    const data::ResultColumn& info = columnAt(column);
+    if (!plan.tableColumns[column]) {
+        raise(errors::notSupported, "The column " + info.name + " is computed.", source);
+    }
+    Value converted =
+        data::guarded(source, [&] { return data::toColumnValue(info.kind, std::move(value), info.name); });
+    if (edit_ == Edit::none) {
+        if (staleRow_ == row_) refresh();
+        beginEdit(Edit::changing);
+    }
+    pending_[column] = std::move(converted);
+    assigned_[column] = true;
+}
+
+void Recordset::set(TextView column, Value value) {
+    set(requireColumn(column), std::move(value));
+}
+
+void Recordset::Update() {
+    requireRow();
+    saveEdit();
+}
+
+void Recordset::CancelUpdate() {
+    opened();
+    dropEdit();
+}
+
+void Recordset::dropEdit() noexcept {
+    edit_ = Edit::none;
+    pending_.clear();
+    assigned_.clear();
+}
+
+void Recordset::saveEdit() {
+    if (edit_ == Edit::none) return;
+    data::guarded(source, [this] { edit_ == Edit::adding ? insertRow() : updateRow(); });
+}
+
+void Recordset::insertRow() {
+    const data::WritePlan& plan = writePlan();
+    Text names, marks;
+    std::vector<data::Parameter> parameters;
+    for (std::size_t i = 0; i < shape_->size(); ++i) {
+        if (!assigned_[i]) continue;
+        if (!names.empty()) {
+            names += ", ";
+            marks += ", ";
+        }
+        appendName(names, plan.table->columns[*plan.tableColumns[i]].name);
+        marks += '?';
+        parameters.push_back(data::toParameter(pending_[i]));
+    }
+    Text statement = "Insert Into ";
+    appendName(statement, shape_->target());
+    statement += names.empty() ? Text(" Default Values") : " (" + names + ") Values (" + marks + ")";
+
+    // A key that the engine makes has to be asked for, or the row could never be found again.
+    const auto* key = plan.keys.size() == 1 && plan.keys.front().column ? &plan.keys.front() : nullptr;
+    const bool asksForKey = key != nullptr && !assigned_[*key->column] && !plan.table->isView;
+    std::vector<Value> returned;
+    if (asksForKey) {
+        statement += " Returning ";
+        appendName(statement, plan.table->columns[key->tableColumn].name);
+    }
+    connection_->channel().write(statement, parameters, &returned);
+
+    const bool isWhole = parameters.size() == shape_->size() && !plan.table->isView;
+    for (std::size_t i = 0; i < shape_->size(); ++i)
+        cells_.push_back(assigned_[i] ? std::move(pending_[i]) : Value(Null{}));
+    row_ = rowCount_++;
+    isBof_ = false;
+    if (asksForKey && !returned.empty()) {
+        cells_[static_cast<std::size_t>(row_) * shape_->size() + *key->column] = std::move(returned.front());
+    }
+    staleRow_ = isWhole ? -1 : row_;
+    dropEdit();
+}
+
+void Recordset::updateRow() {
+    const data::WritePlan& plan = writePlan();
+    if (!plan.hasKeys()) failWithoutKey(shape_->target());
+    Text statement = "Update ";
+    appendName(statement, shape_->target());
+    statement += " Set ";
+    std::vector<data::Parameter> parameters;
+    for (std::size_t i = 0; i < shape_->size(); ++i) {
+        if (!assigned_[i] || sameValue(pending_[i], stored(i))) continue;
+        if (!parameters.empty()) statement += ", ";
+        appendName(statement, plan.table->columns[*plan.tableColumns[i]].name);
+        statement += " = ?";
+        parameters.push_back(data::toParameter(pending_[i]));
+    }
+    if (!parameters.empty()) {
+        appendKeyCondition(statement, parameters);
+        if (connection_->channel().write(statement, parameters) == 0) failRowGone("updating");
+        for (std::size_t i = 0; i < shape_->size(); ++i) {
+            if (assigned_[i]) stored(i) = std::move(pending_[i]);
+        }
+        if (plan.table->isView) staleRow_ = row_;
+    }
+    dropEdit();
+}
+
+void Recordset::appendKeyCondition(Text& statement, std::vector<data::Parameter>& parameters) const {
+    const data::WritePlan& plan = *shape_->plan(connection_->channel().session());
+    const char* joint = " Where ";
+    for (const auto& key : plan.keys) {
+        const Value& value = stored(*key.column);
+        statement += joint;
+        appendName(statement, plan.table->columns[key.tableColumn].name);
+        if (value.isNull()) {
+            statement += " Is Null";
+        } else {
+            statement += " = ?";
+            parameters.push_back(data::toParameter(value));
+        }
+        joint = " And ";
+    }
+}
+
+void Recordset::failRowGone(const char* doing) const {
+    throw Error(rowGone, source,
+                "Row cannot be located for " + Text(doing) +
+                    ". Some values may have been changed since it was last read. (" + shape_->target() + ")");
+}
+
+void Recordset::Delete() {
+    requireRow();
+    if (edit_ == Edit::adding) {
+        dropEdit();
+        return;
+    }
+    dropEdit();
+    data::guarded(source, [this] {
+        const data::WritePlan& plan = writePlan();
+        if (!plan.hasKeys()) failWithoutKey(shape_->target());
+        Text statement = "Delete From ";
+        appendName(statement, shape_->target());
+        std::vector<data::Parameter> parameters;
+        appendKeyCondition(statement, parameters);
+        if (connection_->channel().write(statement, parameters) == 0) failRowGone("deleting");
+    });
+    deleted_.resize(static_cast<std::size_t>(rowCount_));
+    deleted_[static_cast<std::size_t>(row_)] = true;
+}
+
+/// Reads the row that was written last again, with what the table's defaults and triggers made of it. A row that is
+/// gone again (its transaction was rolled back, say) keeps what was assigned.
+void Recordset::refresh() const {
+    staleRow_ = -1;
+    const data::WritePlan& plan = *shape_->plan(connection_->channel().session());
+    if (!plan.hasKeys()) return;
+    Text statement = "Select ";
+    std::vector<std::size_t> columns;
+    for (std::size_t i = 0; i < shape_->size(); ++i) {
+        if (!plan.tableColumns[i]) continue;
+        if (!columns.empty()) statement += ", ";
+        appendName(statement, plan.table->columns[*plan.tableColumns[i]].name);
+        columns.push_back(i);
+    }
+    statement += " From ";
+    appendName(statement, shape_->target());
+    std::vector<data::Parameter> parameters;
+    appendKeyCondition(statement, parameters);
+    std::vector<Value> row;
+    data::guarded(source, [&] { connection_->channel().read(statement, parameters, row); });
+    if (row.size() < columns.size()) return;
+    for (std::size_t i = 0; i < columns.size(); ++i)
+        stored(columns[i]) = std::move(row[i]);
+}
+
+} // namespace corveth

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/data/provider.h"
+
+#include <deque>
+#include <optional>
+
+namespace corveth::data {
+
+/// How rows of a statement are written back.
+struct WritePlan {
+    struct Key {
+        std::size_t tableColumn;
+        std::optional<std::size_t> column; ///< of the rows; nothing when the statement does not yield it
+    };
+    std::shared_ptr<const TableInfo> table;
+    std::vector<std::optional<std::size_t>> tableColumns; ///< for each column of the rows
+    std::vector<Key> keys;
+    /// Every key column is in the rows.
+    [[nodiscard]] bool hasKeys() const noexcept;
+};
+
+/// The columns that a statement yields. Shared by the cached statement and every recordset over it.
+class RowShape {
+public:
+    RowShape(std::span<const ResultColumn> columns, Text target);
+
+    [[nodiscard]] std::size_t size() const noexcept { return columns_.size(); }
+    [[nodiscard]] const ResultColumn& operator[](std::size_t i) const noexcept { return columns_[i]; }
+    /// Without regard to case.
+    [[nodiscard]] std::optional<std::size_t> position(TextView name) const noexcept;
+    [[nodiscard]] std::span<const int> positions(const void* table, std::span<const char* const> names) const;
+    /// The table or view that the rows are of; empty for a join and the like.
+    [[nodiscard]] const Text& target() const noexcept { return target_; }
+    /// Found once. Null when the rows are of no one table.
+    [[nodiscard]] const WritePlan* plan(Session& session) const;
+
+private:
+    struct Found {
+        const void* table;
+        std::vector<int> positions;
+    };
+    std::vector<ResultColumn> columns_;
+    Text target_;
+    mutable std::deque<Found> found_;
+    mutable std::optional<WritePlan> plan_;
+    mutable bool planned_ = false;
+};
+
+} // namespace corveth::data

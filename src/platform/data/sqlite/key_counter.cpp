@@ -1,0 +1,189 @@
+#include "platform/data/sqlite/key_counter.h"
+
+#include "platform/data/column_value.h"
+#include "platform/data/dialect.h"
+#include "platform/data/sqlite/error.h"
+
+#include <algorithm>
+#include <mutex>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+namespace corveth::data::sqlite {
+
+namespace {
+
+constexpr const char* source = "ADODB.Connection";
+
+/// The last number that this process made for each code, whichever connection asked.
+class LastNumbers {
+public:
+    [[nodiscard]] std::int64_t last(const Text& key) {
+        const std::scoped_lock lock(mutex_);
+        const auto found = numbers_.find(key);
+        return found == numbers_.end() ? 0 : found->second;
+    }
+    void remember(const Text& key, std::int64_t number) {
+        const std::scoped_lock lock(mutex_);
+        auto& known = numbers_[key];
+        known = std::max(known, number);
+    }
+
+private:
+    std::mutex mutex_;
+    std::unordered_map<Text, std::int64_t> numbers_;
+};
+
+LastNumbers& lastNumbers() {
+    static LastNumbers numbers;
+    return numbers;
+}
+
+Text identityOf(const Text& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return path;
+    return std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino);
+}
+
+std::int64_t highestNumber(std::size_t digits) noexcept {
+    std::int64_t highest = 0;
+    for (std::size_t i = 0; i < digits; ++i)
+        highest = highest * 10 + 9;
+    return highest;
+}
+
+Text padded(std::int64_t number, std::size_t digits) {
+    const Text text = std::to_string(number);
+    return Text(digits - std::min(digits, text.size()), '0') + text;
+}
+
+/// Takes table, code, the last that this process made, lowest and highest key, length, and table and code again.
+Text raisingStatement(const KeySpace& keys) {
+    Text column, table;
+    appendQuotedName(column, keys.column);
+    appendQuotedName(table, keys.table);
+    const Text digits = "substr(" + column + ", " + std::to_string(keys.code.size() + 1) + ")";
+    // Backwards along the key's index: the first that has the form is the greatest.
+    return "Insert Into IdCounters (TableName, Code, LastNumber) Values (?, ?, 1 + max(?, coalesce((Select Cast(" +
+           digits + " As integer) From " + table + " Where " + column + " Between ? And ? And length(" + column +
+           ") = ? And " + digits + " Not Glob '*[^0-9]*' Order By " + column +
+           " Desc Limit 1), 0), coalesce((Select LastNumber From IdCounters Where TableName = ? And Code = ?), 0)))"
+           " On Conflict (TableName, Code) Do Update Set LastNumber = Excluded.LastNumber Returning LastNumber";
+}
+
+constexpr const char* restoringStatement =
+    "Insert Into IdCounters (TableName, Code, LastNumber) Values (?, ?, ?) On Conflict (TableName, Code) "
+    "Do Update Set LastNumber = max(LastNumber, Excluded.LastNumber)";
+
+void bindText(sqlite3_stmt* statement, int number, TextView text) {
+    sqlite3_bind_text64(statement, number, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+} // namespace
+
+KeyCounter::KeyCounter(sqlite3* database, Text path)
+    : main_(database), path_(std::move(path)), identity_(identityOf(path_)) {}
+
+sqlite3* KeyCounter::database(bool inTransaction, std::int32_t timeout) {
+    if (inTransaction) return main_;
+    if (own_ == nullptr) {
+        own_ = openDatabase(path_, timeout);
+        const int code = sqlite3_exec(own_.get(), "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+        if (code != SQLITE_OK) fail(own_.get(), code);
+    }
+    sqlite3_busy_timeout(own_.get(), timeout * 1000);
+    return own_.get();
+}
+
+sqlite3_stmt* KeyCounter::statement(bool inTransaction, sqlite3* database, const Text& sql) {
+    Statement& known = (inTransaction ? ofMain_ : ofOwn_)[sql];
+    if (known == nullptr) {
+        sqlite3_stmt* prepared = nullptr;
+        const int code = sqlite3_prepare_v3(database, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+        if (code != SQLITE_OK) fail(database, code);
+        known.reset(prepared);
+    }
+    return known.get();
+}
+
+Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t timeout,
+                      const StatementListener& listener) {
+    if (keys.code.empty() || std::cmp_less_equal(keys.length, keys.code.size()) || keys.length > 18) {
+        raise(errors::invalidCall,
+              "no key of " + std::to_string(keys.length) + " characters begins with \"" + Text(keys.code) + "\"",
+              source);
+    }
+    const std::size_t digits = static_cast<std::size_t>(keys.length) - keys.code.size();
+    const Text table = foldCase(keys.table);
+    const Text key = identity_ + "|" + table + "|" + Text(keys.code);
+    const Text sql = raisingStatement(keys);
+    const Text lowest = Text(keys.code) + Text(digits, '0');
+    const Text highest = Text(keys.code) + Text(digits, '9');
+    const std::int64_t last = lastNumbers().last(key);
+    if (listener) {
+        const Parameter shown[] = {keys.table,       keys.code,         last,
+                                   TextView(lowest), TextView(highest), std::int64_t{keys.length},
+                                   keys.table,       keys.code};
+        listener(withValues(sql, shown));
+    }
+
+    sqlite3* on = database(inTransaction, timeout);
+    sqlite3_stmt* raising = statement(inTransaction, on, sql);
+    bindText(raising, 1, keys.table);
+    bindText(raising, 2, keys.code);
+    sqlite3_bind_int64(raising, 3, last);
+    bindText(raising, 4, lowest);
+    bindText(raising, 5, highest);
+    sqlite3_bind_int64(raising, 6, keys.length);
+    bindText(raising, 7, keys.table);
+    bindText(raising, 8, keys.code);
+    int code = sqlite3_step(raising);
+    const std::int64_t number = code == SQLITE_ROW ? sqlite3_column_int64(raising, 0) : 0;
+    if (code == SQLITE_ROW) code = sqlite3_step(raising);
+    if (code != SQLITE_DONE) {
+        const Text why = words(on, code);
+        sqlite3_reset(raising);
+        throw Error(errors::engine, source, why);
+    }
+    sqlite3_reset(raising);
+    if (number > highestNumber(digits)) {
+        raise(errors::overflow, "all keys that begin with \"" + Text(keys.code) + "\" are taken", source);
+    }
+    lastNumbers().remember(key, number);
+    if (inTransaction) noteGiven(keys, number);
+    return Text(keys.code) + padded(number, digits);
+}
+
+void KeyCounter::noteGiven(const KeySpace& keys, std::int64_t number) {
+    const auto known = std::ranges::find_if(
+        given_, [&](const Given& given) { return given.table == keys.table && given.code == keys.code; });
+    if (known != given_.end()) {
+        known->number = number;
+    } else {
+        given_.push_back({Text(keys.table), Text(keys.code), number});
+    }
+}
+
+void KeyCounter::raiseCounter(const Given& given, bool inTransaction, std::int32_t timeout) {
+    sqlite3* on = database(inTransaction, timeout);
+    sqlite3_stmt* restoring = statement(inTransaction, on, restoringStatement);
+    bindText(restoring, 1, given.table);
+    bindText(restoring, 2, given.code);
+    sqlite3_bind_int64(restoring, 3, given.number);
+    sqlite3_step(restoring);
+    sqlite3_reset(restoring);
+}
+
+void KeyCounter::rolledBack(bool inTransaction, std::int32_t timeout) noexcept {
+    try {
+        for (const auto& given : given_)
+            raiseCounter(given, inTransaction, timeout);
+    } catch (const std::exception&) {
+        // The rollback itself is done, and this process does not give the same keys again whatever the counter says.
+        ofOwn_.clear();
+        own_.reset();
+    }
+    if (!inTransaction) given_.clear();
+}
+
+} // namespace corveth::data::sqlite

@@ -1,0 +1,188 @@
+#include "platform/data/sqlite/rows.h"
+
+#include "platform/automation/convert.h"
+#include "platform/data/column_value.h"
+#include "platform/data/sqlite/error.h"
+
+#include <cmath>
+#include <limits>
+#include <sqlite3.h>
+
+namespace corveth::data::sqlite {
+
+namespace {
+
+TextView viewOf(const char* text) noexcept {
+    return text == nullptr ? TextView{} : TextView(text);
+}
+
+bool isBetween(std::int64_t number, std::int64_t lowest, std::int64_t highest) noexcept {
+    return number >= lowest && number <= highest;
+}
+
+template <class T>
+Value whole(std::int64_t number) {
+    if (isBetween(number, std::numeric_limits<T>::min(), std::numeric_limits<T>::max())) {
+        return static_cast<T>(number);
+    }
+    return static_cast<double>(number);
+}
+
+/// A stored number of a column that says what it means; as the engine has it where it means nothing there.
+Value ofInteger(std::int64_t number, ColumnKind kind) {
+    switch (kind) {
+    case ColumnKind::integer:
+        return whole<std::int16_t>(number);
+    case ColumnKind::byte:
+        return whole<std::uint8_t>(number);
+    case ColumnKind::boolean:
+        return number != 0;
+    case ColumnKind::currency:
+        if (isBetween(number, std::numeric_limits<std::int64_t>::min() / Currency::scale,
+                      std::numeric_limits<std::int64_t>::max() / Currency::scale)) {
+            return Currency{number * Currency::scale};
+        }
+        return static_cast<double>(number);
+    case ColumnKind::single:
+        return static_cast<float>(number);
+    case ColumnKind::doubleFloat:
+        return static_cast<double>(number);
+    case ColumnKind::date:
+        return Date{static_cast<double>(number)};
+    case ColumnKind::text:
+        return std::to_string(number);
+    case ColumnKind::undeclared:
+    case ColumnKind::longInteger:
+    case ColumnKind::bytes:
+        break;
+    }
+    return whole<std::int32_t>(number);
+}
+
+Value ofReal(double number, ColumnKind kind) {
+    switch (kind) {
+    case ColumnKind::boolean:
+        return number != 0;
+    case ColumnKind::currency:
+        return toCurrency(number);
+    case ColumnKind::single:
+        if (std::abs(number) <= double{std::numeric_limits<float>::max()}) return static_cast<float>(number);
+        return number;
+    case ColumnKind::date:
+        return Date{number};
+    default:
+        return number;
+    }
+}
+
+} // namespace
+
+Rows::Rows(SessionState& session, sqlite3* database, sqlite3_stmt* statement)
+    : session_(session),
+      database_(database),
+      statement_(statement),
+      isReadOnly_(sqlite3_stmt_readonly(statement) != 0) {
+    describe();
+}
+
+Rows::~Rows() {
+    sqlite3_finalize(statement_);
+}
+
+void Rows::describe() {
+    columns_.clear();
+    const int count = sqlite3_column_count(statement_);
+    columns_.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        ResultColumn column;
+        column.name = viewOf(sqlite3_column_name(statement_, i));
+        // A literal without a name would be called after its parameter.
+        if (column.name.find('?') != Text::npos) column.name = "Expr" + std::to_string(1000 + i);
+        column.kind = kindOfDeclaredType(viewOf(sqlite3_column_decltype(statement_, i)));
+        column.originTable = viewOf(sqlite3_column_table_name(statement_, i));
+        column.originColumn = viewOf(sqlite3_column_origin_name(statement_, i));
+        columns_.push_back(std::move(column));
+    }
+}
+
+void Rows::bind(std::span<const Parameter> parameters) {
+    int number = 0;
+    for (const auto& parameter : parameters) {
+        ++number;
+        int code = SQLITE_OK;
+        if (const auto* text = std::get_if<TextView>(&parameter)) {
+            code = sqlite3_bind_text64(statement_, number, text->data() == nullptr ? "" : text->data(), text->size(),
+                                       SQLITE_STATIC, SQLITE_UTF8);
+        } else if (const auto* integer = std::get_if<std::int64_t>(&parameter)) {
+            code = sqlite3_bind_int64(statement_, number, *integer);
+        } else if (const auto* real = std::get_if<double>(&parameter)) {
+            code = sqlite3_bind_double(statement_, number, *real);
+        } else if (const auto* bytes = std::get_if<std::span<const std::byte>>(&parameter)) {
+            code = bytes->empty()
+                       ? sqlite3_bind_zeroblob(statement_, number, 0)
+                       : sqlite3_bind_blob64(statement_, number, bytes->data(), bytes->size(), SQLITE_STATIC);
+        } else {
+            code = sqlite3_bind_null(statement_, number);
+        }
+        if (code != SQLITE_OK) fail(database_, code);
+    }
+}
+
+RunResult Rows::run(std::span<const Parameter> parameters, std::vector<Value>* cells) {
+    session_.requireUsable();
+    bind(parameters);
+    // A statement that is not reset holds its read transaction, which blocks checkpoints.
+    struct Reset {
+        sqlite3_stmt* statement;
+        ~Reset() { sqlite3_reset(statement); }
+    } const reset{statement_};
+
+    const auto changesBefore = isReadOnly_ ? 0 : sqlite3_total_changes64(database_);
+    RunResult result;
+    int code = sqlite3_step(statement_);
+    const int recompilations = sqlite3_stmt_status(statement_, SQLITE_STMTSTATUS_REPREPARE, 0);
+    if (recompilations != recompilations_) {
+        recompilations_ = recompilations;
+        result.recompiled = true;
+        session_.schemaChanged();
+        describe();
+    }
+    for (; code == SQLITE_ROW; code = sqlite3_step(statement_)) {
+        if (cells != nullptr) readRow(*cells);
+    }
+    if (code != SQLITE_DONE) session_.failed(code);
+    if (!isReadOnly_ && sqlite3_total_changes64(database_) != changesBefore) {
+        // What a view's triggers did is in the total only.
+        result.affected = sqlite3_changes64(database_);
+        if (result.affected == 0) result.affected = sqlite3_total_changes64(database_) - changesBefore;
+    }
+    return result;
+}
+
+void Rows::readRow(std::vector<Value>& cells) {
+    int column = 0;
+    for (const auto& info : columns_)
+        cells.push_back(readCell(column++, info.kind));
+}
+
+Value Rows::readCell(int column, ColumnKind kind) const {
+    switch (sqlite3_column_type(statement_, column)) {
+    case SQLITE_INTEGER:
+        return ofInteger(sqlite3_column_int64(statement_, column), kind);
+    case SQLITE_FLOAT:
+        return ofReal(sqlite3_column_double(statement_, column), kind);
+    case SQLITE_TEXT: {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+        if (text == nullptr) fail(database_, SQLITE_NOMEM);
+        return TextView(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+    }
+    case SQLITE_BLOB: {
+        const auto* bytes = static_cast<const std::byte*>(sqlite3_column_blob(statement_, column));
+        return Bytes(bytes, bytes + sqlite3_column_bytes(statement_, column));
+    }
+    default:
+        return Null{};
+    }
+}
+
+} // namespace corveth::data::sqlite

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/data/provider.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace corveth::data::sqlite {
+
+/// What a statement needs of its session.
+class SessionState {
+public:
+    virtual ~SessionState() = default;
+    /// Throws when the engine ended the transaction by itself.
+    virtual void requireUsable() = 0;
+    /// A statement failed: notes whether the transaction is gone with it, and throws.
+    [[noreturn]] virtual void failed(int code) = 0;
+    /// The engine found another schema than it knew.
+    virtual void schemaChanged() = 0;
+};
+
+class Rows final : public Prepared {
+public:
+    /// `statement` becomes this object's.
+    Rows(SessionState& session, sqlite3* database, sqlite3_stmt* statement);
+    ~Rows() override;
+
+    [[nodiscard]] std::span<const ResultColumn> columns() const override { return columns_; }
+    RunResult run(std::span<const Parameter> parameters, std::vector<Value>* cells) override;
+
+private:
+    void describe();
+    void bind(std::span<const Parameter> parameters);
+    void readRow(std::vector<Value>& cells);
+    [[nodiscard]] Value readCell(int column, ColumnKind kind) const;
+
+    SessionState& session_;
+    sqlite3* database_;
+    sqlite3_stmt* statement_;
+    bool isReadOnly_;
+    int recompilations_ = 0;
+    std::vector<ResultColumn> columns_;
+};
+
+} // namespace corveth::data::sqlite

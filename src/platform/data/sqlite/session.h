@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/data/sqlite/key_counter.h"
+#include "platform/data/sqlite/rows.h"
+
+#include <unordered_map>
+
+namespace corveth::data::sqlite {
+
+class SqliteSession final : public Session, public SessionState {
+public:
+    SqliteSession(const Text& path, std::int32_t timeout);
+
+    [[nodiscard]] const Dialect& dialect() const noexcept override;
+    [[nodiscard]] std::unique_ptr<Prepared> prepare(TextView sql) override;
+    [[nodiscard]] std::shared_ptr<const TableInfo> table(TextView name) override;
+    void begin(int level) override;
+    void commit(int level) override;
+    void rollback(int level) override;
+    void setTimeout(std::int32_t seconds) override;
+    Text nextId(const KeySpace& keys, const StatementListener& listener) override;
+
+private:
+    void requireUsable() override;
+    [[noreturn]] void failed(int code) override;
+    void schemaChanged() override;
+
+    /// After a failure with the words `why`: the transaction may be gone with it.
+    void noteEnd(const Text& why);
+    void run(const Text& sql);
+    [[nodiscard]] TableInfo describeTable(TextView name, bool isView);
+
+    Database database_;
+    KeyCounter keys_; ///< its statements go before the database
+    std::int32_t timeout_;
+    std::unordered_map<Text, std::shared_ptr<const TableInfo>> tables_; ///< by folded name
+    std::unordered_map<Text, Statement> control_;                       ///< Begin, Commit, Rollback and the like
+    bool inTransaction_ = false;
+    Text endedBecause_; ///< the words with which the engine ended the transaction
+};
+
+extern const Provider provider;
+
+} // namespace corveth::data::sqlite

@@ -1,0 +1,122 @@
+"""Finding and loading the server library."""
+
+from __future__ import annotations
+
+import ctypes
+import json
+import os
+import threading
+import uuid
+from ctypes import addressof, byref, c_void_p
+from pathlib import Path
+
+from . import _binary as binary
+from ._errors import CANNOT_CREATE, SOURCE, Error
+
+LIBRARY = "prjCorveth.so"
+VARIABLE = "CORVETH_SERVER"
+
+
+def cannot_create(what: str) -> Error:
+    return Error(CANNOT_CREATE, SOURCE, f"ActiveX component can't create object: {what}")
+
+
+def _build_folders(start: Path) -> list[Path]:
+    """The build folders of the checkout that `start` lies in: `build` itself, then the presets' folders below it."""
+    for folder in start.parents:
+        if (folder / "CMakeLists.txt").is_file() and (folder / "src" / "server").is_dir():
+            build = folder / "build"
+            return [build, *sorted(path for path in build.glob("*") if (path / LIBRARY).is_file())]
+    return []
+
+
+def _registered() -> list[Path]:
+    base = os.environ.get("XDG_DATA_HOME") or os.path.join(os.path.expanduser("~"), ".local", "share")
+    try:
+        entries = json.loads(Path(base, "corveth", "registration.json").read_text(encoding="utf-8"))
+    except (OSError, ValueError):
+        return []
+    found: list[str] = []
+    pending = [entries]
+    while pending:
+        entry = pending.pop()
+        if isinstance(entry, dict):
+            pending += entry.values()
+        elif isinstance(entry, list):
+            pending += entry
+        elif isinstance(entry, str) and entry.endswith(LIBRARY) and entry not in found:
+            found.append(entry)
+    return [Path(path) for path in found]
+
+
+def find() -> Path:
+    """The server library: what the environment names, else of the checkout, beside the module, registered."""
+    named = os.environ.get(VARIABLE)
+    if named:
+        if not Path(named).is_file():
+            raise cannot_create(f"{VARIABLE} names {named}, which is no file")
+        return Path(named)
+    package = Path(__file__).resolve().parent
+    places = [folder / LIBRARY for folder in _build_folders(package)]
+    places += [package / LIBRARY, package.parent / LIBRARY]
+    places += _registered()
+    for place in places:
+        if place.is_file():
+            return place
+    looked = ", ".join(str(place) for place in places)
+    raise cannot_create(f"{LIBRARY} was not found; looked at {looked} (set {VARIABLE} to its path)")
+
+
+class Server:
+    """The loaded library. It stays loaded until the process ends."""
+
+    def __init__(self, path: Path):
+        self.path = path
+        try:
+            library = ctypes.CDLL(str(path))
+            self._get_class_object = ctypes.CFUNCTYPE(ctypes.c_int32, c_void_p, c_void_p, c_void_p)(
+                ("DllGetClassObject", library)
+            )
+        except (OSError, AttributeError) as failure:
+            raise cannot_create(f"{path} cannot be loaded: {failure}") from None
+        self._class_ids: dict[str, binary.Guid] = {}
+
+    def create(self, prog_id: str) -> int:
+        """The dispatch interface of a new object."""
+        class_id = self._class_ids.get(prog_id)
+        if class_id is None:
+            try:
+                class_id = binary.Guid.of(uuid.uuid5(binary.NAMESPACE, prog_id.lower()))
+            except UnicodeEncodeError:
+                raise cannot_create(f"{prog_id!r} is no known class") from None
+        factory = c_void_p()
+        result = self._get_class_object(
+            byref(class_id), byref(binary.IID_CLASS_FACTORY), byref(factory)
+        )
+        if result < 0:
+            raise cannot_create(f"{prog_id!r} is no known class (0x{result & 0xFFFFFFFF:08X})")
+        self._class_ids[prog_id] = class_id
+        pointer = c_void_p()
+        try:
+            result = binary.create_instance(
+                factory.value, None, addressof(binary.IID_DISPATCH), addressof(pointer)
+            )
+        finally:
+            binary.release(factory.value)
+        if result < 0 or not pointer.value:
+            raise cannot_create(f"{prog_id} (0x{result & 0xFFFFFFFF:08X})")
+        return pointer.value
+
+
+_server: Server | None = None
+_lock = threading.Lock()
+
+
+def server() -> Server:
+    """The server, loaded at first use."""
+    global _server
+    if _server is None:
+        with _lock:
+            if _server is None:
+                _server = Server(find())
+    return _server

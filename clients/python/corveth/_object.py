@@ -1,0 +1,452 @@
+"""Wrappers: one Python class for every class that the server describes."""
+
+from __future__ import annotations
+
+import threading
+from codecs import utf_16_le_decode, utf_16_le_encode
+from collections.abc import Callable, Iterator
+from ctypes import byref, c_void_p
+
+from . import _binary as binary
+from . import _values
+from ._binary import METHOD, PROPERTY_GET, PROPERTY_PUT, PROPERTY_PUT_REF, VT_BSTR, VT_DISPATCH, free
+from ._errors import NAMED_ARGUMENT, SOURCE, Error, from_hresult
+from ._library import server
+from ._record import Layout, no_member
+from ._typeinfo import Description, Member, Reader, Slot, TypeInfo, function_table, type_info_of
+from ._values import ARGUMENTS, MAX_ARGUMENTS, OBJECT, PLAIN, VARIANT, VARIANT_SIZE, ByRef, Frame, decode, encode
+
+_pop, _push = _values.pool.pop, _values.pool.append
+_iid = byref(binary.IID_NONE)
+_no_params = byref(binary.Variant())  # a parameter record that counts none is as many zeros
+_new = object.__new__
+
+
+class Object:
+    """An object of the server. Members are attributes, without regard to case; calling it reads its default member."""
+
+    __slots__ = ("_this", "__weakref__")
+
+    _description: Description
+    _functions: binary.Functions
+    _release: Callable
+    _path: str
+    _read_default: Callable | None = None
+    _read_count: Callable | None = None
+    _read_enumerator: Callable | None = None
+    _iterates_items = False
+
+    def __new__(cls, *_args, **_kwargs):
+        raise TypeError("objects of the server are made by corveth.Dispatch")
+
+    def __del__(self):
+        try:
+            this = self._this
+        except AttributeError:
+            return
+        self._release(this)
+
+    def __getattr__(self, name: str):
+        if name.startswith("_"):
+            raise AttributeError(f"{self._path} has no attribute {name!r}")
+        cls = type(self)
+        member = cls._description.find(name)
+        if member is None:
+            raise no_member(cls._path, name, cls._description.names())
+        if member.reader is None:
+            raise AttributeError(f"{cls._path}.{member.name} cannot be read")
+        setattr(cls, name, cls.__dict__[member.name])
+        return getattr(self, name)
+
+    def __call__(self, *args, **kwargs):
+        if self._read_default is None:
+            raise TypeError(f"{self._path} has no default member")
+        return self._read_default(*args, **kwargs)
+
+    def __bool__(self) -> bool:
+        return True
+
+    def __len__(self) -> int:
+        if self._read_count is None:
+            raise TypeError(f"{self._path} has no Count")
+        return self._read_count()
+
+    def __iter__(self) -> Iterator:
+        if self._read_enumerator is not None:
+            return iter(self._read_enumerator())
+        if self._iterates_items:
+            return self._items()
+        raise TypeError(f"{self._path} is no collection that can be iterated")
+
+    def _items(self) -> Iterator:
+        position = 1
+        while position <= len(self):
+            yield self(position)
+            position += 1
+
+    def __getitem__(self, key):
+        raise TypeError(f"{self._path} is not subscripted: members are read by x(1) or x.Item(1), positions from 1")
+
+    def __eq__(self, other) -> bool:
+        if not isinstance(other, Object):
+            return NotImplemented
+        return self._this.value == other._this.value or self._identity() == other._identity()
+
+    def __hash__(self) -> int:
+        return hash(self._identity())
+
+    def _identity(self) -> int:
+        this = self._this.value
+        found = binary.query(this, binary.IID_UNKNOWN)
+        if found is None:
+            return this
+        binary.release(found)
+        return found
+
+    def __dir__(self):
+        return self._description.names()
+
+    def __repr__(self) -> str:
+        return f"<corveth {self._path}>"
+
+    def __reduce_ex__(self, _protocol):
+        raise TypeError(f"{self._path} can be neither copied nor pickled")
+
+
+_set_this = Object._this.__set__
+_this_of = Object._this.__get__
+
+
+class Enumerator:
+    """Steps through a collection, live."""
+
+    __slots__ = ("_this", "_next", "_done")
+
+    def __init__(self, address: int):
+        self._this = c_void_p(address)
+        self._next = binary.enumerator_next(address)
+        self._done = False
+
+    def __del__(self, release=binary.release):
+        release(self._this.value)
+
+    def __iter__(self) -> Enumerator:
+        return self
+
+    def __next__(self):
+        if self._done:
+            raise StopIteration
+        frame = _values.take_frame()
+        frame.kind.value = 0
+        result = self._next(self._this, 1, frame.result, frame.fetched)
+        if result != 0:
+            _push(frame)
+            self._done = True
+            if result > 0:
+                raise StopIteration
+            raise from_hresult(result, "the enumerator")
+        value = decode(frame)
+        _push(frame)
+        return value
+
+
+# Members. A reader without arguments is the frequent case and reads texts and objects in place.
+
+
+def _reader(invoke, dispid: int, slot: Slot, path: str) -> Callable:
+    flag = slot.flag
+    known: dict[int, type] = {}  # the class of the object that it yields, by function table
+    expected = slot.type.prog_id
+
+    def read(self):
+        try:
+            frame = _pop()
+        except IndexError:
+            frame = Frame()
+        frame.kind.value = 0
+        result = invoke(_this_of(self), dispid, _iid, 0, flag, _no_params, frame.result, frame.exception, None)
+        if result < 0:
+            error = frame.failure(result, path)
+            _push(frame)
+            raise error
+        kind = frame.kind.value
+        if kind == VT_BSTR:
+            address = frame.pointer.value
+            if address is None:
+                value = ""
+            else:
+                value = utf_16_le_decode(frame.text[0 : frame.length[-1]], "surrogatepass")[0]
+                frame.pointer.value = address - 4
+                free(frame.pointer)
+                frame.kind.value = 0
+        elif kind == VT_DISPATCH and expected:
+            address = frame.pointer.value
+            if address is None:
+                value = None
+            else:
+                cls = known.get(frame.table[0])
+                if cls is None:
+                    table = frame.table[0]
+                    value = decode(frame)
+                    if type(value)._path == expected:
+                        known[table] = type(value)
+                else:
+                    value = _new(cls)
+                    _set_this(value, c_void_p(address))
+        else:
+            value = decode(frame)
+        _push(frame)
+        return value
+
+    return read
+
+
+def _caller(invoke, dispid: int, slot: Slot, path: str) -> Callable:
+    flag = slot.flag
+    read = _reader(invoke, dispid, slot, path)
+    params = slot.params
+    expected = [(param.type.takes, f"{param.name} of {path}") for param in params]
+    positions = {param.name.lower(): i for i, param in enumerate(params)}
+
+    def call(self, *args, **kwargs):
+        if not args and not kwargs:
+            return read(self)
+        count = len(args) + len(kwargs)
+        if count > MAX_ARGUMENTS:
+            raise _values.too_many(path, count)
+        try:
+            frame = _pop()
+        except IndexError:
+            frame = Frame()
+        boxes = None
+        try:
+            index = count
+            for position, value in enumerate(args):
+                index -= 1
+                takes, name = expected[position] if position < len(expected) else (PLAIN, path)
+                if type(value) is ByRef:
+                    boxes = boxes or []
+                    frame.box(index, value.value, takes, name)
+                    boxes.append((index, value))
+                else:
+                    encode(frame, ARGUMENTS + index * VARIANT_SIZE, value, takes, name)
+            for index, (keyword, value) in enumerate(kwargs.items()):
+                position = positions.get(keyword.lower())
+                if position is None:
+                    raise Error(NAMED_ARGUMENT, SOURCE, f"Named argument not found: {keyword} of {path}")
+                takes, name = expected[position]
+                frame.name_argument(index, position)
+                if type(value) is ByRef:
+                    boxes = boxes or []
+                    frame.box(index, value.value, takes, name)
+                    boxes.append((index, value))
+                else:
+                    encode(frame, ARGUMENTS + index * VARIANT_SIZE, value, takes, name)
+            frame.set_params(count, len(kwargs))
+            frame.kind.value = 0
+            result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.params, frame.result, frame.exception, None)
+            if result < 0:
+                raise frame.failure(result, path)
+            value = decode(frame)
+            while boxes:
+                index, box = boxes.pop()
+                box.value = frame.unbox(index)
+            return value
+        finally:
+            while boxes:
+                frame.unbox(boxes.pop()[0])
+            frame.reset()
+            _push(frame)
+
+    return call
+
+
+def _writer(invoke, dispid: int, slot: Slot, path: str) -> Callable:
+    flag = slot.flag
+    takes = slot.type.takes
+
+    def write(self, value):
+        try:
+            frame = _pop()
+        except IndexError:
+            frame = Frame()
+        encode(frame, ARGUMENTS, value, takes, path)
+        result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.put, None, frame.exception, None)
+        error = frame.failure(result, path) if result < 0 else None
+        frame.reset()
+        _push(frame)
+        if error is not None:
+            raise error
+
+    return write
+
+
+def _assigner(invoke, member: Member, path: str) -> Callable | None:
+    """Assigns by value or by reference: an object goes to the reference slot where there is one."""
+    let, reference = member.slots.get(PROPERTY_PUT), member.slots.get(PROPERTY_PUT_REF)
+    writers = [_writer(invoke, member.dispid, slot, path) for slot in (let, reference) if slot and not slot.params]
+    if len(writers) < 2:
+        return writers[0] if writers else None
+    let_value, set_reference = writers
+    none_is_reference = let.type.takes not in (VARIANT, PLAIN)
+
+    def assign(self, value):
+        if isinstance(value, Object) or (value is None and none_is_reference):
+            set_reference(self, value)
+        else:
+            let_value(self, value)
+
+    return assign
+
+
+def _make_class(description: Description, functions: binary.Functions) -> type[Object]:
+    path = description.prog_id or description.name
+    invoke = functions.invoke
+    puts: dict[str, Callable] = {}
+    members: dict[str, object] = {}
+    for member in description.members:
+        member_path = f"{path}.{member.name}"
+        reader = member.reader
+        if reader is not None:
+            if reader.params or reader.flag == METHOD:
+                function = _caller(invoke, member.dispid, reader, member_path)
+                function.__name__ = member.name
+                function.__qualname__ = member_path
+                function.__doc__ = member.signature
+                members[member.name] = function
+            else:
+                members[member.name] = property(
+                    _reader(invoke, member.dispid, reader, member_path), doc=member.signature
+                )
+        assigner = _assigner(invoke, member, member_path)
+        if assigner is not None:
+            puts[member.name] = assigner
+
+    def find_put(name: str) -> Callable:
+        member = description.find(name)
+        if member is None:
+            raise no_member(path, name, description.names())
+        if member.name not in puts:
+            raise AttributeError(f"{path}.{member.name} cannot be assigned")
+        put = puts[name] = puts[member.name]
+        return put
+
+    def set_attribute(self, name, value):
+        put = puts.get(name)
+        if put is None:
+            put = find_put(name)
+        put(self, value)
+
+    default = description.by_id(binary.DISPID_VALUE)
+    count = description.find("Count")
+    enumerator = description.by_id(binary.DISPID_NEWENUM)
+    namespace = members | {
+        "__slots__": (),
+        "__setattr__": set_attribute,
+        "__doc__": "\n".join([path, "", *(member.signature for member in description.members)]),
+        "_description": description,
+        "_functions": functions,
+        "_release": functions.release,
+        "_path": path,
+    }
+    if default is not None and default.reader is not None:
+        namespace["_read_default"] = _caller(invoke, 0, default.reader, f"{path}.{default.name}")
+    if count is not None and count.reader is not None:
+        namespace["_read_count"] = _reader(invoke, count.dispid, count.reader, f"{path}.Count")
+    if enumerator is not None:
+        slot = Slot(METHOD | PROPERTY_GET, (), enumerator.reader.type)
+        namespace["_read_enumerator"] = _reader(invoke, enumerator.dispid, slot, f"{path}.{enumerator.name}")
+    namespace["_iterates_items"] = (
+        default is not None and default.name.lower() == "item" and "_read_count" in namespace
+    )
+    cls = type(description.name, (Object,), namespace)
+    _values.encoders[cls] = _encode_object
+    return cls
+
+
+_lock = threading.RLock()
+_functions: dict[int, binary.Functions] = {}
+_classes: dict[tuple[str, int], type[Object]] = {}
+_by_info: dict[tuple[int, int], type[Object]] = {}
+_kept: list[TypeInfo] = []  # those that are keys of _by_info: an address must not serve again
+
+
+def _functions_of(table: int) -> binary.Functions:
+    functions = _functions.get(table)
+    if functions is None:
+        functions = _functions.setdefault(table, binary.Functions(table))
+    return functions
+
+
+def _class_of(address: int, table: int) -> type[Object]:
+    functions = _functions_of(table)
+    found = c_void_p()
+    result = functions.type_info(c_void_p(address), 0, 0, byref(found))
+    if result < 0:
+        raise from_hresult(result, "asking an object for its class")
+    cls = _by_info.get((found.value, table))
+    info = TypeInfo(found.value)  # gives the reference back
+    if cls is not None:
+        return cls
+    with _lock:
+        name, prog_id = info.documentation()
+        key = (prog_id or name, table)
+        cls = _classes.get(key)
+        if cls is None:
+            cls = _classes[key] = _make_class(Reader(info, Layout.learn).read(), functions)
+            _by_info[info.address, table] = cls
+            _kept.append(info)
+    return cls
+
+
+def wrap(address: int) -> Object:
+    """A wrapper of the dispatch interface at `address`, whose reference it takes over."""
+    table = function_table(address)
+    try:
+        cls = _class_of(address, table)
+    except BaseException:
+        binary.release(address)
+        raise
+    wrapper = _new(cls)
+    _set_this(wrapper, c_void_p(address))
+    return wrapper
+
+
+def _decode_dispatch(frame: Frame) -> Object | None:
+    address = frame.pointer.value
+    frame.kind.value = 0
+    return None if address is None else wrap(address)
+
+
+def _decode_unknown(frame: Frame):
+    address = frame.pointer.value
+    frame.kind.value = 0
+    if address is None:
+        return None
+    try:
+        dispatch = binary.query(address, binary.IID_DISPATCH)
+        if dispatch is not None:
+            return wrap(dispatch)
+        enumerator = binary.query(address, binary.IID_ENUM_VARIANT)
+        if enumerator is not None:
+            return Enumerator(enumerator)
+        raise from_hresult(0x80004002, "the object can be neither driven nor iterated")
+    finally:
+        binary.release(address)
+
+
+def _encode_object(frame: Frame, offset: int, value: Object, _takes: int, _path: str) -> None:
+    _values.encode_address(frame, offset, binary.VT_DISPATCH, value._this.value)
+
+
+_values.decoders[binary.VT_DISPATCH] = _decode_dispatch
+_values.decoders[binary.VT_UNKNOWN] = _decode_unknown
+_values.encoders[Object] = _encode_object
+
+
+def Dispatch(prog_id: str) -> Object:  # noqa: N802
+    """A new object of the class with this programmatic identifier. Error 429 when there is no such class or the
+    server cannot be loaded."""
+    if not isinstance(prog_id, str):
+        raise TypeError(f"a programmatic identifier is a text, not {type(prog_id).__name__}")
+    return wrap(server().create(prog_id))

@@ -14,6 +14,7 @@
 #include "platform/desktop/desktop_object.h"
 #include "platform/desktop/picture.h"
 #include "scheduling/scheduling_types.h"
+#include "services/schema.h"
 #include "services/standard_db_service.h"
 #include "session/crm.h"
 #include "session/financial.h"
@@ -42,6 +43,7 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &Stream::description,
         // Services and the desktop.
         &StandardDbService::description,
+        &Schema::description,
         &TypeLibrary::description,
         &Picture::description,
         &Desktop::description,

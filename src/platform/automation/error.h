@@ -16,6 +16,7 @@ inline constexpr std::int32_t outOfMemory = 7;
 inline constexpr std::int32_t subscriptOutOfRange = 9;
 inline constexpr std::int32_t divisionByZero = 11;
 inline constexpr std::int32_t typeMismatch = 13;
+inline constexpr std::int32_t fileExists = 58;
 inline constexpr std::int32_t objectNotSet = 91;
 inline constexpr std::int32_t invalidNull = 94;
 inline constexpr std::int32_t cannotCreate = 429;

@@ -70,6 +70,7 @@ protected:
     Prepared() = default;
 };
 
+struct Definition;
 struct Dialect;
 
 /// What an ID is made from.
@@ -114,7 +115,12 @@ struct Provider {
     std::span<const char* const> keywords;      ///< beside the common ones
     std::span<const char* const> requiredWords; ///< of them, without which there is no opening
     std::unique_ptr<Session> (*open)(const ConnectionSettings& settings);
+    /// Makes an empty database; 58 when there is something of that name.
     void (*create)(const ConnectionSettings& settings);
+    /// Takes away what `create` made; for a database that was not finished.
+    void (*remove)(const ConnectionSettings& settings) noexcept;
+    /// The statements of the engine's own language that make the tables and views, in an order that works.
+    std::vector<Text> (*define)(const Definition& definition);
 };
 
 [[nodiscard]] std::span<const Provider* const> providers() noexcept;

@@ -2,6 +2,7 @@
 
 #include "platform/data/characters.h"
 #include "platform/data/literals.h"
+#include "platform/data/sqlite/definition.h"
 #include "platform/data/sqlite/dialect.h"
 #include "platform/data/sqlite/error.h"
 
@@ -48,7 +49,7 @@ void create(const ConnectionSettings& settings) {
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (file < 0) {
         const int cause = errno;
-        throw Error(errors::engine, source,
+        throw Error(cause == EEXIST ? errors::fileExists : errors::engine, source,
                     "The database \"" + path + "\" cannot be made: " + std::generic_category().message(cause));
     }
     ::close(file);
@@ -63,11 +64,17 @@ void create(const ConnectionSettings& settings) {
     }
 }
 
+void remove(const ConnectionSettings& settings) noexcept {
+    const Text path = pathOf(settings);
+    for (const char* suffix : {"", "-wal", "-shm"})
+        ::unlink((path + suffix).c_str());
+}
+
 constexpr std::array<const char*, 1> keywords = {"Data Source"};
 
 } // namespace
 
-constinit const Provider provider{"SQLite", keywords, keywords, &open, &create};
+constinit const Provider provider{"SQLite", keywords, keywords, &open, &create, &remove, &definitionStatements};
 
 void Closer::operator()(sqlite3* database) const noexcept {
     sqlite3_close_v2(database);

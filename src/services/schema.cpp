@@ -1,0 +1,122 @@
+#include "services/schema.h"
+
+#include "platform/data/definition.h"
+#include "platform/data/provider.h"
+#include "services/schema_text.h"
+
+#include <fmt/format.h>
+
+namespace corveth {
+namespace {
+
+constexpr const char* source = "Corveth.Schema";
+constexpr TextView versionTable = "SchemaVersion";
+
+data::Definition wholeDefinition() {
+    data::Definition definition;
+    for (const SchemaText& file : schemaTexts())
+        definition.read(file.file, file.text);
+    return definition;
+}
+
+/// What a message calls the database.
+TextView nameOf(const data::ConnectionSettings& settings) {
+    const TextView file = settings.value("Data Source");
+    return file.empty() ? settings.value("Database") : file;
+}
+
+std::vector<Value> run(data::Session& session, TextView sql) {
+    std::vector<Value> cells;
+    session.prepare(sql)->run({}, &cells);
+    return cells;
+}
+
+std::int32_t versionIn(data::Session& session) {
+    if (session.table(versionTable) == nullptr) return 0;
+    const std::vector<Value> cells = run(session, fmt::format("Select Version From {}", versionTable));
+    return cells.empty() ? 0 : toLong(cells.front());
+}
+
+void makeTables(data::Session& session, const data::Provider& provider) {
+    session.begin(1);
+    for (const Text& statement : provider.define(wholeDefinition()))
+        run(session, statement);
+    run(session, fmt::format("Insert Into {} Values ({})", versionTable, schemaVersion));
+    session.commit(1);
+}
+
+/// Why nothing can be made where there is something already.
+Text occupiedBy(const data::ConnectionSettings& settings) {
+    const TextView name = nameOf(settings);
+    std::int32_t version = 0;
+    try {
+        version = versionIn(*settings.provider->open(settings));
+    } catch (const Error& unreadable) {
+        return fmt::format("{} exists already. {}", name, unreadable.description);
+    }
+    if (version == 0) return fmt::format("{} exists already and has none of the tables of this system.", name);
+    if (version > schemaVersion) {
+        return fmt::format("{} has its tables already, of version {}, which is newer than this build's {}.", name,
+                           version, schemaVersion);
+    }
+    return fmt::format("{} has its tables already, of version {}.", name, version);
+}
+
+} // namespace
+
+void createDatabase(TextView connectionString) {
+    const data::ConnectionSettings settings = data::parseConnectionString(connectionString);
+    const data::Provider& provider = *settings.provider;
+    try {
+        provider.create(settings);
+    } catch (const Error& error) {
+        if (error.number != errors::fileExists) throw;
+        throw Error(errors::fileExists, source, occupiedBy(settings));
+    }
+    try {
+        makeTables(*provider.open(settings), provider);
+    } catch (...) {
+        provider.remove(settings);
+        throw;
+    }
+}
+
+std::int32_t databaseVersion(TextView connectionString) {
+    const data::ConnectionSettings settings = data::parseConnectionString(connectionString);
+    return versionIn(*settings.provider->open(settings));
+}
+
+void checkDatabase(TextView connectionString) {
+    const data::ConnectionSettings settings = data::parseConnectionString(connectionString);
+    const std::int32_t version = versionIn(*settings.provider->open(settings));
+    if (version == schemaVersion) return;
+    const TextView name = nameOf(settings);
+    if (version == 0)
+        throw Error(errors::application, source, fmt::format("{} has none of the tables of this system.", name));
+    throw Error(errors::application, source,
+                fmt::format("The tables of {} are of version {}, {} than this build's {}.", name, version,
+                            version > schemaVersion ? "newer" : "older", schemaVersion));
+}
+
+void Schema::Create(const Text& ConnectionString) {
+    createDatabase(ConnectionString);
+}
+
+std::int32_t Schema::Version(const Text& ConnectionString) const {
+    return databaseVersion(ConnectionString);
+}
+
+void Schema::Check(const Text& ConnectionString) const {
+    checkDatabase(ConnectionString);
+}
+
+struct Schema::Table {
+    static constexpr MemberRow members[] = {
+        method<&Schema::Create>("Create", "ConnectionString"),
+        method<&Schema::Version>("Version", "ConnectionString"),
+        method<&Schema::Check>("Check", "ConnectionString"),
+    };
+};
+constinit const ClassInfo Schema::description = describe<Schema, Schema::Table>("Corveth");
+
+} // namespace corveth

@@ -94,7 +94,9 @@ TEST_F(LinkItemTest, AnItemIsLookedUpWhereItsTypeLives) {
         item->Populate();
         EXPECT_EQ(item->ItemDescription + "|" + item->ProjectId + "|" + item->ParentId + "|" + item->SourceType,
                   row.expected);
-        if (row.statement != nullptr) EXPECT_THAT(statements(), ElementsAre(row.statement));
+        if (row.statement != nullptr) {
+            EXPECT_THAT(statements(), ElementsAre(row.statement));
+        }
     }
 }
 

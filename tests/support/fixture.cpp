@@ -25,7 +25,9 @@ void expectFailure(const Failure& expected, const std::function<void()>& action)
         action();
     } catch (const Error& error) {
         EXPECT_EQ(error.number, expected.number) << error.description;
-        if (!expected.source.empty()) EXPECT_EQ(error.source, expected.source);
+        if (!expected.source.empty()) {
+            EXPECT_EQ(error.source, expected.source);
+        }
         EXPECT_EQ(error.description.substr(0, expected.text.size()), expected.text);
         return;
     }

@@ -9,6 +9,7 @@ from __future__ import annotations
 import ctypes
 import struct
 import uuid
+from collections.abc import Callable
 from ctypes import (
     CFUNCTYPE,
     POINTER,
@@ -167,29 +168,40 @@ class TypeAttr(Structure):
 _RAW = CFUNCTYPE(c_int32)
 
 
+def word_at(address: int) -> int:
+    return c_uint64.from_address(address).value
+
+
 class Function:
     """One function of an interface: ``function(pointer, arguments ...)``."""
 
     def __init__(self, slot: int, result: type | None, *arguments: type):
-        self._slot = slot
+        self._offset = slot * ctypes.sizeof(c_void_p)
         self._prototype = CFUNCTYPE(result, c_void_p, *arguments)
+        self._ready: dict[int, Callable] = {}
 
     def __call__(self, pointer: int, *arguments):
-        table = cast(pointer, POINTER(POINTER(c_void_p)))[0]
-        return self._prototype(table[self._slot])(pointer, *arguments)
+        address = word_at(word_at(pointer) + self._offset)
+        function = self._ready.get(address)
+        if function is None:
+            function = self._ready[address] = self._prototype(address)
+        return function(pointer, *arguments)
+
+
+def raw_function(table: int, slot: int) -> Callable:
+    """A function of the table, for references that ctypes takes as they are."""
+    return _RAW(word_at(table + slot * ctypes.sizeof(c_void_p)))
 
 
 class Functions:
     """The functions of a dispatch interface's table that every call goes through, ready to be called."""
 
-    __slots__ = ("query", "release", "type_info", "invoke")
+    __slots__ = ("release", "type_info", "invoke")
 
     def __init__(self, table: int):
-        slots = cast(table, POINTER(c_void_p))
-        self.query = _RAW(slots[0])
-        self.release = _RAW(slots[2])
-        self.type_info = _RAW(slots[4])
-        self.invoke = _RAW(slots[6])
+        self.release = raw_function(table, 2)
+        self.type_info = raw_function(table, 4)
+        self.invoke = raw_function(table, 6)
 
 
 _OUT = c_void_p
@@ -215,12 +227,6 @@ record_get_field = Function(10, c_int32, c_void_p, c_void_p, _OUT)
 record_put_field = Function(12, c_int32, c_uint32, c_void_p, c_void_p, c_void_p)
 record_create = Function(16, c_void_p)
 record_destroy = Function(18, c_int32, c_void_p)
-
-
-def enumerator_next(pointer: int):
-    """The ready-made Next of the enumerator at `pointer`."""
-    table = cast(pointer, POINTER(POINTER(c_void_p)))[0]
-    return _RAW(table[3])
 
 
 def query(pointer: int, iid: Guid) -> int | None:

@@ -13,7 +13,7 @@ from ._binary import METHOD, PROPERTY_GET, PROPERTY_PUT, PROPERTY_PUT_REF, VT_BS
 from ._errors import NAMED_ARGUMENT, SOURCE, Error, from_hresult
 from ._library import server
 from ._record import Layout, no_member
-from ._typeinfo import Description, Member, Reader, Slot, TypeInfo, function_table, type_info_of
+from ._typeinfo import Description, Member, Reader, Slot, TypeInfo
 from ._values import ARGUMENTS, MAX_ARGUMENTS, OBJECT, PLAIN, VARIANT, VARIANT_SIZE, ByRef, Frame, decode, encode
 
 _pop, _push = _values.pool.pop, _values.pool.append
@@ -124,7 +124,7 @@ class Enumerator:
 
     def __init__(self, address: int):
         self._this = c_void_p(address)
-        self._next = binary.enumerator_next(address)
+        self._next = binary.raw_function(binary.word_at(address), 3)
         self._done = False
 
     def __del__(self, release=binary.release):
@@ -155,8 +155,7 @@ class Enumerator:
 
 def _reader(invoke, dispid: int, slot: Slot, path: str) -> Callable:
     flag = slot.flag
-    known: dict[int, type] = {}  # the class of the object that it yields, by function table
-    expected = slot.type.prog_id
+    take = _taker(slot)
 
     def read(self):
         try:
@@ -179,31 +178,42 @@ def _reader(invoke, dispid: int, slot: Slot, path: str) -> Callable:
                 frame.pointer.value = address - 4
                 free(frame.pointer)
                 frame.kind.value = 0
-        elif kind == VT_DISPATCH and expected:
-            address = frame.pointer.value
-            if address is None:
-                value = None
-            else:
-                cls = known.get(frame.table[0])
-                if cls is None:
-                    table = frame.table[0]
-                    value = decode(frame)
-                    if type(value)._path == expected:
-                        known[table] = type(value)
-                else:
-                    value = _new(cls)
-                    _set_this(value, c_void_p(address))
         else:
-            value = decode(frame)
+            value = take(frame)
         _push(frame)
         return value
 
     return read
 
 
+def _taker(slot: Slot) -> Callable:
+    """Takes the result of a member. The class of an object is asked for once when the member names it."""
+    expected = slot.type.prog_id
+    if not expected:
+        return decode
+    known: dict[int, type] = {}  # by function table
+
+    def take(frame):
+        if frame.kind.value != VT_DISPATCH or not frame.pointer.value:
+            return decode(frame)
+        address, table = frame.pointer.value, frame.table[0]
+        cls = known.get(table)
+        if cls is None:
+            value = decode(frame)
+            if value._path == expected:
+                known[table] = type(value)
+            return value
+        value = _new(cls)
+        _set_this(value, c_void_p(address))
+        return value
+
+    return take
+
+
 def _caller(invoke, dispid: int, slot: Slot, path: str) -> Callable:
     flag = slot.flag
     read = _reader(invoke, dispid, slot, path)
+    take = _taker(slot)
     params = slot.params
     expected = [(param.type.takes, f"{param.name} of {path}") for param in params]
     positions = {param.name.lower(): i for i, param in enumerate(params)}
@@ -247,7 +257,7 @@ def _caller(invoke, dispid: int, slot: Slot, path: str) -> Callable:
             result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.params, frame.result, frame.exception, None)
             if result < 0:
                 raise frame.failure(result, path)
-            value = decode(frame)
+            value = take(frame)
             while boxes:
                 index, box = boxes.pop()
                 box.value = frame.unbox(index)
@@ -366,44 +376,64 @@ def _make_class(description: Description, functions: binary.Functions) -> type[O
 
 _lock = threading.RLock()
 _functions: dict[int, binary.Functions] = {}
-_classes: dict[tuple[str, int], type[Object]] = {}
-_by_info: dict[tuple[int, int], type[Object]] = {}
-_kept: list[TypeInfo] = []  # those that are keys of _by_info: an address must not serve again
+_classes: dict[tuple[bytes, int], type[Object]] = {}  # by the interface's id and function table
 
 
-def _functions_of(table: int) -> binary.Functions:
-    functions = _functions.get(table)
-    if functions is None:
-        functions = _functions.setdefault(table, binary.Functions(table))
-    return functions
+class _Describing:
+    """The functions of a type description's table that finding a class goes through."""
+
+    __slots__ = ("attributes", "release_attributes", "release")
+
+    def __init__(self, table: int):
+        self.attributes = binary.raw_function(table, 3)
+        self.release_attributes = binary.raw_function(table, 19)
+        self.release = binary.raw_function(table, 2)
+
+
+_describing: dict[int, _Describing] = {}
 
 
 def _class_of(address: int, table: int) -> type[Object]:
-    functions = _functions_of(table)
-    found = c_void_p()
-    result = functions.type_info(c_void_p(address), 0, 0, byref(found))
+    """The class of the dispatch interface at `address`, whose functions are in `table`."""
+    functions = _functions.get(table)
+    if functions is None:
+        functions = _functions.setdefault(table, binary.Functions(table))
+    frame = _values.take_frame()
+    result = functions.type_info(c_void_p(address), 0, 0, frame.result)
     if result < 0:
+        _push(frame)
         raise from_hresult(result, "asking an object for its class")
-    cls = _by_info.get((found.value, table))
-    info = TypeInfo(found.value)  # gives the reference back
-    if cls is not None:
-        return cls
+    info = frame.found.value
+    describing = _describing.get(frame.found_table[0])
+    if describing is None:
+        describing = _describing[frame.found_table[0]] = _Describing(frame.found_table[0])
+    result = describing.attributes(frame.found, frame.second_result)
+    if result >= 0:
+        key = frame.text[0:16], table
+        describing.release_attributes(frame.found, frame.pointer)
+        cls = _classes.get(key)
+        if cls is not None:
+            describing.release(frame.found)
+    frame.kind.value = 0
+    _push(frame)
+    if result < 0:
+        binary.release(info)
+        raise from_hresult(result, "asking an object for its class")
+    return cls or _new_class(TypeInfo(info), key, functions)
+
+
+def _new_class(info: TypeInfo, key: tuple[bytes, int], functions: binary.Functions) -> type[Object]:
     with _lock:
-        name, prog_id = info.documentation()
-        key = (prog_id or name, table)
         cls = _classes.get(key)
         if cls is None:
             cls = _classes[key] = _make_class(Reader(info, Layout.learn).read(), functions)
-            _by_info[info.address, table] = cls
-            _kept.append(info)
     return cls
 
 
 def wrap(address: int) -> Object:
     """A wrapper of the dispatch interface at `address`, whose reference it takes over."""
-    table = function_table(address)
     try:
-        cls = _class_of(address, table)
+        cls = _class_of(address, binary.word_at(address))
     except BaseException:
         binary.release(address)
         raise

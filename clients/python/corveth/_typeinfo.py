@@ -2,8 +2,7 @@
 
 from __future__ import annotations
 
-import ctypes
-from ctypes import POINTER, addressof, c_uint32, c_void_p, cast
+from ctypes import addressof, c_uint32, c_void_p
 from dataclasses import dataclass, field
 
 from . import _binary as binary
@@ -209,18 +208,3 @@ class Reader:
             return Type(f"Record:{name}", RECORD)
         return Type(f"Object:{name.removeprefix('_')}", OBJECT, text)
 
-
-def type_info_of(pointer: int) -> TypeInfo:
-    """The type description of the dispatch interface at `pointer`."""
-    info = c_void_p()
-    result = _get_type_info(pointer, 0, 0, addressof(info))
-    if result < 0:
-        raise from_hresult(result, "asking an object for its type description")
-    return TypeInfo(info.value)
-
-
-_get_type_info = binary.Function(4, ctypes.c_int32, c_uint32, c_uint32, c_void_p)
-
-
-def function_table(pointer: int) -> int:
-    return cast(pointer, POINTER(c_void_p))[0]

@@ -89,6 +89,7 @@ class Frame:
         "params", "put", "result", "exception", "fetched",
         "kind", "pointer", "length", "text", "table", "count",
         "boolean", "byte", "integer", "long", "wide", "single", "double", "second",
+        "found", "found_table", "second_result",
     )  # fmt: skip
 
     def __init__(self):
@@ -118,6 +119,10 @@ class Frame:
         self.wide = c_int64.from_buffer(buffer, value)
         self.single = c_float.from_buffer(buffer, value)
         self.double = c_double.from_buffer(buffer, value)
+        # Two addresses in the result's place: an interface pointer, then another result.
+        self.found = c_void_p.from_buffer(buffer, _RESULT)
+        self.found_table = POINTER(c_uint64).from_buffer(buffer, _RESULT)
+        self.second_result = byref(buffer, value)
         self.second = c_void_p.from_buffer(buffer, value + 8)
 
     def set_params(self, count: int, named: int) -> None:

@@ -63,13 +63,13 @@ std::string introspect(const Request& request) {
     const std::string text = Library().typeText("Json", {request.className});
     if (request.asJson) return text + "\n";
     const Json description = Json::parse(text);
-    TextTable table({"Slot", "Name", "Kind", "Parameters", "Type"});
+    TextTable table({"Slot", "Name", "Kind", "Type", "Parameters"});
     for (const Json& member : description.at("members")) {
         table.addRow({{member.at("slot").dump(), true},
                       {member.at("name").get<std::string>()},
                       {kindText(member)},
-                      {parametersText(member.at("params"))},
-                      {member.at("type").get<std::string>()}});
+                      {member.at("type").get<std::string>()},
+                      {parametersText(member.at("params"))}});
     }
     return table.text();
 }

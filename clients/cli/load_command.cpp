@@ -68,7 +68,8 @@ Call readCall(const Json& value) {
 
 Line readLine(const std::string& text) {
     Line line;
-    for (const auto& [name, value] : parseObject(text).items()) {
+    const Json json = parseObject(text);
+    for (const auto& [name, value] : json.items()) {
         if (name == "class") {
             line.className = textOf(value, "class");
         } else if (name == "as") {

@@ -57,7 +57,15 @@ public:
 
     void parse(int argc, char** argv) {
         if (argc > 1) requireCommand(argv[1]);
-        app_.parse(argc, argv);
+        std::vector<std::string> words; // from the last to the first, as the parser takes them
+        for (int i = argc - 1; i > 0; --i)
+            words.push_back(marked(argv[i]));
+        app_.parse(words);
+        for (std::string* text : {&request_.database, &request_.className, &request_.key, &request_.method,
+                                  &request_.file, &request_.statement})
+            unmark(*text);
+        for (std::string& text : request_.arguments)
+            unmark(text);
     }
     int reportHelp(const CLI::ParseError& error) { return app_.exit(error); }
     [[nodiscard]] std::string run() const { return run_(request_); }
@@ -85,10 +93,8 @@ private:
         sub->add_option(name, target, what)->required()->type_name("");
     }
     void addTexts(CLI::App* sub, const char* name, const char* what) {
-        // Without extra arguments in one place no text is taken for a bracketed list.
         sub->add_option(name, request_.arguments, what)
-            ->expected(0, maxArguments)
-            ->allow_extra_args(false)
+            ->expected(0, CLI::detail::expected_max_vector_size)
             ->type_name("");
     }
     void addJson(CLI::App* sub, const char* what = "Writes JSON") { sub->add_flag("--json", request_.asJson, what); }
@@ -159,7 +165,14 @@ private:
         sub->footer(jsonHelp);
     }
 
-    static constexpr int maxArguments = CLI::detail::expected_max_vector_size;
+    /// The parser takes a text in brackets apart as a list; a mark before it keeps it whole.
+    static constexpr char mark = '\1';
+    static std::string marked(std::string word) {
+        return word.starts_with('[') || word.starts_with(mark) ? mark + word : word;
+    }
+    static void unmark(std::string& text) {
+        if (text.starts_with(mark)) text.erase(0, 1);
+    }
 
     CLI::App app_;
     Request request_;

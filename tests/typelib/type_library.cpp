@@ -180,7 +180,7 @@ TEST(TypeLibraryObject, FindsClassesByEitherName) {
         {"Json", "ADODB.Recordset", "\"name\": \"Recordset\"", false},
         {"Json", "", "\"library\": \"prjCorveth\"", false},
         {"Json", "Contcat", "there is no class \"Contcat\"; did you mean Contact?", true},
-        {"Json", "prjCorveth.Nots", "did you mean prjCorveth.Notes?", true},
+        {"Json", "prjCorveth.Adress", "did you mean prjCorveth.Address?", true},
         {"Roles", "Note", "\"argument\": \"Notes.NoteId\"", false},
         {"Roles", "", "there is no class \"\"", true},
         {"Roles", "Quetzalcoatl", "there is no class \"Quetzalcoatl\"", true},

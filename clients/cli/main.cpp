@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -57,9 +58,17 @@ public:
 
     void parse(int argc, char** argv) {
         if (argc > 1) requireCommand(argv[1]);
-        std::vector<std::string> words; // from the last to the first, as the parser takes them
-        for (int i = argc - 1; i > 0; --i)
-            words.push_back(marked(argv[i]));
+        std::vector<std::string> words;
+        bool areOptionsOver = false;
+        for (int i = 1; i < argc; ++i) {
+            const std::string word = argv[i];
+            if (!areOptionsOver && word == "--") {
+                areOptionsOver = true;
+            } else {
+                words.push_back(areOptionsOver || needsMark(word) ? mark + word : word);
+            }
+        }
+        std::ranges::reverse(words); // as the parser takes them
         app_.parse(words);
         for (std::string* text : {&request_.database, &request_.className, &request_.key, &request_.method,
                                   &request_.file, &request_.statement})
@@ -165,11 +174,10 @@ private:
         sub->footer(jsonHelp);
     }
 
-    /// The parser takes a text in brackets apart as a list; a mark before it keeps it whole.
+    /// The parser takes a text in brackets apart as a list and, once an argument may be repeated, sends what follows
+    /// `--` back to the command above; a mark before a text keeps it whole and in its place.
     static constexpr char mark = '\1';
-    static std::string marked(std::string word) {
-        return word.starts_with('[') || word.starts_with(mark) ? mark + word : word;
-    }
+    static bool needsMark(const std::string& word) { return word.starts_with('[') || word.starts_with(mark); }
     static void unmark(std::string& text) {
         if (text.starts_with(mark)) text.erase(0, 1);
     }

@@ -43,7 +43,10 @@ std::string didYouMean(std::string_view name, const std::vector<std::string>& ca
     const std::string* best = nullptr;
     std::size_t bestDistance = wanted.size() / 2 + 1;
     for (const std::string& candidate : candidates) {
-        const std::size_t distance = editDistance(wanted, foldCase(candidate));
+        const std::string folded = foldCase(candidate);
+        // Half a name is as good as a misspelt one.
+        const bool isPart = wanted.size() >= 3 && folded.find(wanted) != std::string::npos;
+        const std::size_t distance = isPart ? 1 : editDistance(wanted, folded);
         if (distance < bestDistance) {
             bestDistance = distance;
             best = &candidate;

@@ -1,5 +1,6 @@
 """The command line, run as a person would: arguments in, status and both outputs out."""
 
+import contextlib
 import json
 import os
 import pathlib
@@ -13,6 +14,8 @@ import zlib
 
 CORVETH = os.environ["CORVETH_CLI"]
 DATA = pathlib.Path(__file__).parent / "data" / "contacts.jsonl"
+
+REFUSED_DELETE = "create trigger Kept before delete on ContactMaster begin select raise(abort, 'kept!'); end"
 
 
 def run(*arguments, given=None, env=None, cwd=None):
@@ -62,8 +65,17 @@ class CommandLine(unittest.TestCase):
                 self.assertNotEqual(result[2], "")
 
     def rows(self, database, statement):
-        with sqlite3.connect(database) as connection:
+        with contextlib.closing(sqlite3.connect(database)) as connection:
             return connection.execute(statement).fetchall()
+
+    def change(self, database, statement):
+        with contextlib.closing(sqlite3.connect(database)) as connection, connection:
+            connection.execute(statement)
+
+    def dump(self, database):
+        """All that the database holds, but for the counters: a number that was given once is not given again."""
+        with contextlib.closing(sqlite3.connect(database)) as connection:
+            return [line for line in connection.iterdump() if not line.startswith('INSERT INTO "IdCounters"')]
 
 
 class Usage(CommandLine):
@@ -127,17 +139,16 @@ class TypeInformation(CommandLine):
         self.assertEqual(json.loads(run("introspect", "Note", "--json")[1]), classes["Note"])
         self.assertEqual([(m["slot"], m["name"], m["kind"]) for m in classes["Notes"]["members"]][:3],
                          [(1, "LinkId", "let"), (2, "LinkId", "get"), (3, "UpdateNotes", "method")])
-        self.assertTrue(all(name.split(".")[0] for name in json.loads(run("classes", "--json")[1])))
+        self.assertEqual("\n".join(json.loads(run("classes", "--json")[1])) + "\n", run("classes")[1])
 
 
 class Databases(CommandLine):
     def test_what_is_no_database(self):
         (self.folder / "text.db").write_text("This is no database. " * 200)
         (self.folder / "empty.db").touch()
-        sqlite3.connect(self.folder / "foreign.db").execute("create table Notes (x)").connection.close()
+        self.change(self.folder / "foreign.db", "create table Notes (x)")
         newer = self.copy()
-        with sqlite3.connect(newer) as connection:
-            connection.execute("update SchemaVersion set Version = Version + 1")
+        self.change(newer, "update SchemaVersion set Version = Version + 1")
         before = {path: path.read_bytes() for path in self.folder.glob("*.db")}
         for name, file in [("missing", "missing.db"), ("text", "text.db"), ("empty", "empty.db"),
                            ("foreign", "foreign.db"), ("newer schema", newer), ("folder", ".")]:
@@ -243,6 +254,7 @@ class Changing(CommandLine):
                             "DOB=2/29/2000", "HomeAddress.City=Bodø"], 0, ["CN00000004\n"], []),
             ("existing", ["set", "DB", "Contact", "CN00000002", "LastName=Costa e Silva"], 0, ["CN00000002\n"], []),
             ("options end", ["set", "DB", "Note", "NT00000002", "--", "Title=--json"], 0, ["NT00000002\n"], []),
+            ("options end before an option", ["set", "DB", "--", "Note", "NT00000002", "Note=[a,b]"], 0, [], []),
             ("plain at sign", ["set", "DB", "Contact", "CN00000003", "IMAddress=@@mei"], 0, ["CN00000003\n"], []),
             ("text of a file", ["set", "DB", "Note", "NT00000003", f"Note=@file:{DATA}"], 0, ["NT00000003\n"], []),
         ]:
@@ -260,8 +272,7 @@ class Changing(CommandLine):
 
     def test_refused_changes_leave_everything(self):
         database = self.copy()
-        before = sqlite3.connect(database).iterdump
-        before = list(before())
+        before = self.dump(database)
         for row in [
             ("unknown property", ["set", "DB", "Note", "NT00000001", "Titel=x"], 1, [], ["438", "Titel", "did you mean Title?"]),
             ("unknown inner property", ["set", "DB", "Contact", "CN00000001", "OfficeAddress.Town=x"], 1, [],
@@ -277,11 +288,10 @@ class Changing(CommandLine):
             ("no file", ["set", "DB", "Note", "NT00000001", "Title=@file:/no/such"], 1, [], ["error 53", "/no/such"]),
             ("no picture", ["set", "DB", "Contact", "CN00000001", f"Picture=@file:{DATA}"], 1, [], ["error 481"]),
             ("nothing saves it", ["set", "DB", "Address", "", "City=x"], 1, [], ["Address"]),
-            ("no such company", ["set", "DB", "Note", "NT00000001", "Title=" + "x" * 10, "LinkType"], 2, [], []),
-            ("a quote in an ID", ["call", "DB", "Note", "", "ID", "NT'"], 1, [], []),
+            ("a quote in an ID", ["set", "DB", "Contact", "CN00000001", "Company.ID=x' Or '1'='1"], 1, [], ["x' Or '1'='1"]),
         ]:
             self.check(row, database)
-        self.assertEqual(list(sqlite3.connect(database).iterdump()), before)
+        self.assertEqual(self.dump(database), before)
 
     def test_pictures(self):
         database = self.copy()
@@ -320,8 +330,7 @@ class Changing(CommandLine):
 
     def test_a_message_box_makes_the_command_fail(self):
         database = self.copy()
-        with sqlite3.connect(database) as connection:
-            connection.execute("create trigger Kept before delete on ContactMaster begin select raise(abort, 'kept!'); end")
+        self.change(database, REFUSED_DELETE)
         before = self.rows(database, "select * from Contacts")
         status, output, errors = run("call", database, "Contact", "CN00000001", "DeleteContact")
         self.assertEqual((status, output), (1, ""))
@@ -332,8 +341,8 @@ class Changing(CommandLine):
         database = self.copy()
         for row in [
             ("change", ["sql", "DB", "Update Notes Set Title=\"x\" Where NoteId='NT00000001'"], 0, ["1 row affected\n"], []),
-            ("rows", ["sql", "DB", "Select NoteId, Null As Nothing From Notes Where Title='x'"], 0,
-             ["NoteId      Nothing\n", "NT00000001\n"], []),
+            ("rows", ["sql", "DB", "Select NoteId, Null As Nil From Notes Where Title='x'"], 0,
+             ["NoteId      Nil\n", "NT00000001\n"], []),
             ("error", ["sql", "DB", "Select Nonsense From Notes"], 1, [], ["Nonsense"]),
             ("empty", ["sql", "DB", ""], 1, [], ["error 0x80040E0C"]),
             ("two statements", ["sql", "DB", "Delete From Notes; Delete From Notes"], 1, [], ["3142"]),
@@ -372,7 +381,7 @@ class Loading(CommandLine):
 
     def test_a_line_that_fails_undoes_all(self):
         database = self.copy()
-        before = list(sqlite3.connect(database).iterdump())
+        before = self.dump(database)
         good = '{"class": "Note", "as": "first", "set": {"Title": "kept out"}}'
         for name, line, expected in [
             ("no JSON", "{'class': 1}", "no JSON"),
@@ -401,15 +410,11 @@ class Loading(CommandLine):
                 self.assertEqual((status, output), (1, ""))
                 self.assertIn("line 3: ", errors)
                 self.assertIn(expected, errors)
-        after = list(sqlite3.connect(database).iterdump())
-        ignored = "INSERT INTO \"IdCounters\""  # numbers that were given once are not given again
-        self.assertEqual([line for line in after if not line.startswith(ignored)],
-                         [line for line in before if not line.startswith(ignored)])
+        self.assertEqual(self.dump(database), before)
 
     def test_a_message_box_undoes_the_load(self):
         database = self.copy()
-        with sqlite3.connect(database) as connection:
-            connection.execute("create trigger Kept before delete on ContactMaster begin select raise(abort, 'kept!'); end")
+        self.change(database, REFUSED_DELETE)
         lines = ('{"class": "Note", "set": {"Title": "a"}}\n'
                  '{"class": "Contact", "set": {"ID": "CN00000001"}, "call": [["DeleteContact", true]]}\n')
         status, _, errors = run("load", database, "-", given=lines)

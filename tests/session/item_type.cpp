@@ -79,7 +79,7 @@ TEST_F(LinkItemTest, AnItemIsLookedUpWhereItsTypeLives) {
         {"CN00000001", "Dr Ada Byron||CM00000001|Contact",
          "open| SELECT ContactID, CompanyID, Title & ' ' & FirstName  & ' ' & MiddleName  & ' ' &  LastName as "
          "Description  FROM ContactMaster Where ContactID=\"CN00000001\""},
-        {"CM00000001", " Acme ||Company", nullptr}, // Nulls count as empty, and one pass leaves the blanks at the ends
+        {"CM00000001", " Acme |||Company", nullptr}, // Nulls count as empty, and one pass leaves the blanks at the ends
         {"PT00000002", "Dig|PT00000001|PT0|Project",
          "open|Select ItemName,ProjectID, ParentId  From Projects Where ID=\"PT00000002\""},
         {"PD00000001", "Spade|PD00000001|PD0|Product",

@@ -5,6 +5,7 @@
 #include "platform/data/sqlite/error.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <mutex>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -39,10 +40,14 @@ LastNumbers& lastNumbers() {
     return numbers;
 }
 
+/// Of the file, whatever names lead to it. With the time it was made: a file that is removed leaves its number to the
+/// next one, and that has given no keys yet.
 Text identityOf(const Text& path) {
-    struct stat info {};
-    if (::stat(path.c_str(), &info) != 0) return path;
-    return std::to_string(info.st_dev) + ":" + std::to_string(info.st_ino);
+    struct statx info {};
+    if (::statx(AT_FDCWD, path.c_str(), 0, STATX_INO | STATX_BTIME, &info) != 0) return path;
+    return std::to_string(info.stx_dev_major) + ":" + std::to_string(info.stx_dev_minor) + ":" +
+           std::to_string(info.stx_ino) + ":" + std::to_string(info.stx_btime.tv_sec) + ":" +
+           std::to_string(info.stx_btime.tv_nsec);
 }
 
 std::int64_t highestNumber(std::size_t digits) noexcept {

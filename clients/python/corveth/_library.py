@@ -7,7 +7,8 @@ import json
 import os
 import threading
 import uuid
-from ctypes import addressof, byref, c_void_p
+from collections.abc import Callable
+from ctypes import byref, c_void_p
 from pathlib import Path
 
 from . import _binary as binary
@@ -67,6 +68,16 @@ def find() -> Path:
     raise cannot_create(f"{LIBRARY} was not found; looked at {looked} (set {VARIABLE} to its path)")
 
 
+_factory_id = byref(binary.IID_CLASS_FACTORY)
+_dispatch_id = byref(binary.IID_DISPATCH)
+
+
+class _Pointer(ctypes.Union):
+    """An interface pointer, seen as itself and as what leads to its function table."""
+
+    _fields_ = [("address", c_void_p), ("table", ctypes.POINTER(ctypes.c_uint64))]
+
+
 class Server:
     """The loaded library. It stays loaded until the process ends."""
 
@@ -74,38 +85,37 @@ class Server:
         self.path = path
         try:
             library = ctypes.CDLL(str(path))
-            self._get_class_object = ctypes.CFUNCTYPE(ctypes.c_int32, c_void_p, c_void_p, c_void_p)(
-                ("DllGetClassObject", library)
-            )
+            # Without argument types: it gets references that are passed as they are.
+            self._get_class_object = ctypes.CFUNCTYPE(ctypes.c_int32)(("DllGetClassObject", library))
         except (OSError, AttributeError) as failure:
             raise cannot_create(f"{path} cannot be loaded: {failure}") from None
         self._class_ids: dict[str, binary.Guid] = {}
+        self._factories: dict[int, tuple[Callable, Callable]] = {}  # creation and release, by function table
 
-    def create(self, prog_id: str) -> int:
-        """The dispatch interface of a new object."""
+    def create(self, prog_id: str) -> tuple[int, int]:
+        """The dispatch interface of a new object, and its function table."""
         class_id = self._class_ids.get(prog_id)
         if class_id is None:
             try:
                 class_id = binary.Guid.of(uuid.uuid5(binary.NAMESPACE, prog_id.lower()))
             except UnicodeEncodeError:
                 raise cannot_create(f"{prog_id!r} is no known class") from None
-        factory = c_void_p()
-        result = self._get_class_object(
-            byref(class_id), byref(binary.IID_CLASS_FACTORY), byref(factory)
-        )
+        factory, made = _Pointer(), _Pointer()
+        result = self._get_class_object(byref(class_id), _factory_id, byref(factory))
         if result < 0:
             raise cannot_create(f"{prog_id!r} is no known class (0x{result & 0xFFFFFFFF:08X})")
         self._class_ids[prog_id] = class_id
-        pointer = c_void_p()
-        try:
-            result = binary.create_instance(
-                factory.value, None, addressof(binary.IID_DISPATCH), addressof(pointer)
-            )
-        finally:
-            binary.release(factory.value)
-        if result < 0 or not pointer.value:
+        create, release = self._factories.get(factory.table[0]) or self._bind(factory.table[0])
+        result = create(c_void_p(factory.address), None, _dispatch_id, byref(made))
+        release(c_void_p(factory.address))
+        if result < 0 or not made.address:
             raise cannot_create(f"{prog_id} (0x{result & 0xFFFFFFFF:08X})")
-        return pointer.value
+        return made.address, made.table[0]
+
+    def _bind(self, table: int) -> tuple[Callable, Callable]:
+        functions = binary.raw_function(table, 3), binary.raw_function(table, 2)
+        self._factories[table] = functions
+        return functions
 
 
 _server: Server | None = None

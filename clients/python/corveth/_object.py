@@ -14,7 +14,7 @@ from ._errors import NAMED_ARGUMENT, SOURCE, Error, from_hresult
 from ._library import server
 from ._record import Layout, no_member
 from ._typeinfo import Description, Member, Reader, Slot, TypeInfo
-from ._values import ARGUMENTS, MAX_ARGUMENTS, OBJECT, PLAIN, VARIANT, VARIANT_SIZE, ByRef, Frame, decode, encode
+from ._values import ARGUMENTS, MAX_ARGUMENTS, PLAIN, PUT_ROOM, VARIANT, VARIANT_SIZE, Frame, decode, encode
 
 _pop, _push = _values.pool.pop, _values.pool.append
 _iid = byref(binary.IID_NONE)
@@ -28,9 +28,8 @@ class Object:
     __slots__ = ("_this", "__weakref__")
 
     _description: Description
-    _functions: binary.Functions
-    _release: Callable
     _path: str
+    _take_member: Callable = staticmethod(decode)
     _read_default: Callable | None = None
     _read_count: Callable | None = None
     _read_enumerator: Callable | None = None
@@ -38,13 +37,6 @@ class Object:
 
     def __new__(cls, *_args, **_kwargs):
         raise TypeError("objects of the server are made by corveth.Dispatch")
-
-    def __del__(self):
-        try:
-            this = self._this
-        except AttributeError:
-            return
-        self._release(this)
 
     def __getattr__(self, name: str):
         if name.startswith("_"):
@@ -73,7 +65,10 @@ class Object:
 
     def __iter__(self) -> Iterator:
         if self._read_enumerator is not None:
-            return iter(self._read_enumerator())
+            enumerator = self._read_enumerator()
+            if type(enumerator) is Enumerator:
+                enumerator._take = self._take_member
+            return iter(enumerator)
         if self._iterates_items:
             return self._items()
         raise TypeError(f"{self._path} is no collection that can be iterated")
@@ -120,10 +115,11 @@ _this_of = Object._this.__get__
 class Enumerator:
     """Steps through a collection, live."""
 
-    __slots__ = ("_this", "_next", "_done")
+    __slots__ = ("_this", "_next", "_take", "_done")
 
     def __init__(self, address: int):
         self._this = c_void_p(address)
+        self._take = decode
         self._next = binary.raw_function(binary.word_at(address), 3)
         self._done = False
 
@@ -136,7 +132,10 @@ class Enumerator:
     def __next__(self):
         if self._done:
             raise StopIteration
-        frame = _values.take_frame()
+        try:
+            frame = _pop()
+        except IndexError:
+            frame = Frame()
         frame.kind.value = 0
         result = self._next(self._this, 1, frame.result, frame.fetched)
         if result != 0:
@@ -145,7 +144,7 @@ class Enumerator:
             if result > 0:
                 raise StopIteration
             raise from_hresult(result, "the enumerator")
-        value = decode(frame)
+        value = self._take(frame)
         _push(frame)
         return value
 
@@ -217,56 +216,55 @@ def _caller(invoke, dispid: int, slot: Slot, path: str) -> Callable:
     params = slot.params
     expected = [(param.type.takes, f"{param.name} of {path}") for param in params]
     positions = {param.name.lower(): i for i, param in enumerate(params)}
+    most = len(expected)
+    find_encoder = _values.encoders.get
 
     def call(self, *args, **kwargs):
-        if not args and not kwargs:
+        count = len(args)
+        if not count and not kwargs:
             return read(self)
-        count = len(args) + len(kwargs)
-        if count > MAX_ARGUMENTS:
-            raise _values.too_many(path, count)
         try:
             frame = _pop()
         except IndexError:
             frame = Frame()
-        boxes = None
         try:
-            index = count
-            for position, value in enumerate(args):
-                index -= 1
-                takes, name = expected[position] if position < len(expected) else (PLAIN, path)
-                if type(value) is ByRef:
-                    boxes = boxes or []
-                    frame.box(index, value.value, takes, name)
-                    boxes.append((index, value))
-                else:
-                    encode(frame, ARGUMENTS + index * VARIANT_SIZE, value, takes, name)
-            for index, (keyword, value) in enumerate(kwargs.items()):
-                position = positions.get(keyword.lower())
-                if position is None:
-                    raise Error(NAMED_ARGUMENT, SOURCE, f"Named argument not found: {keyword} of {path}")
-                takes, name = expected[position]
-                frame.name_argument(index, position)
-                if type(value) is ByRef:
-                    boxes = boxes or []
-                    frame.box(index, value.value, takes, name)
-                    boxes.append((index, value))
-                else:
-                    encode(frame, ARGUMENTS + index * VARIANT_SIZE, value, takes, name)
-            frame.set_params(count, len(kwargs))
+            offset = ARGUMENTS + (count + len(kwargs)) * VARIANT_SIZE
+            if count > most or kwargs:
+                offset = encode_more(frame, offset, count, kwargs)
+            else:
+                frame.argument_count.value = count
+                frame.named_count.value = 0
+            for value, (takes, name) in zip(args, expected):
+                offset -= VARIANT_SIZE
+                (find_encoder(type(value)) or encode)(frame, offset, value, takes, name)
             frame.kind.value = 0
             result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.params, frame.result, frame.exception, None)
             if result < 0:
                 raise frame.failure(result, path)
             value = take(frame)
-            while boxes:
-                index, box = boxes.pop()
-                box.value = frame.unbox(index)
+            if frame.boxes:
+                frame.unbox()
             return value
         finally:
-            while boxes:
-                frame.unbox(boxes.pop()[0])
             frame.reset()
             _push(frame)
+
+    def encode_more(frame, offset, count, kwargs):
+        """Named arguments, which stand first; where the positional ones end."""
+        if count > most:
+            raise _values.wrong_count(path, most, count)
+        if count + len(kwargs) > MAX_ARGUMENTS:
+            raise _values.wrong_count(path, most, count + len(kwargs))
+        for index, (keyword, value) in enumerate(kwargs.items()):
+            position = positions.get(keyword.lower())
+            if position is None:
+                raise Error(NAMED_ARGUMENT, SOURCE, f"Named argument not found: {keyword} of {path}")
+            takes, name = expected[position]
+            frame.name_argument(index, position)
+            encode(frame, ARGUMENTS + index * VARIANT_SIZE, value, takes, name)
+        frame.argument_count.value = count + len(kwargs)
+        frame.named_count.value = len(kwargs)
+        return offset
 
     return call
 
@@ -280,13 +278,21 @@ def _writer(invoke, dispid: int, slot: Slot, path: str) -> Callable:
             frame = _pop()
         except IndexError:
             frame = Frame()
-        encode(frame, ARGUMENTS, value, takes, path)
-        result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.put, None, frame.exception, None)
-        error = frame.failure(result, path) if result < 0 else None
-        frame.reset()
-        _push(frame)
-        if error is not None:
+        if type(value) is str and len(value) <= PUT_ROOM:
+            units = utf_16_le_encode(value + "\0", "surrogatepass")[0]
+            size = len(units)
+            frame.put_length.value = size - 2
+            frame.put_units[0:size] = units
+            result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.put_text, None, frame.exception, None)
+        else:
+            encode(frame, ARGUMENTS, value, takes, path)
+            result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.put, None, frame.exception, None)
+            frame.reset()
+        if result < 0:
+            error = frame.failure(result, path)
+            _push(frame)
             raise error
+        _push(frame)
 
     return write
 
@@ -347,20 +353,28 @@ def _make_class(description: Description, functions: binary.Functions) -> type[O
             put = find_put(name)
         put(self, value)
 
+    release = functions.release
+
+    def give_back(self):
+        try:
+            release(_this_of(self))
+        except AttributeError:  # it never came to hold anything
+            pass
+
     default = description.by_id(binary.DISPID_VALUE)
     count = description.find("Count")
     enumerator = description.by_id(binary.DISPID_NEWENUM)
     namespace = members | {
         "__slots__": (),
+        "__del__": give_back,
         "__setattr__": set_attribute,
         "__doc__": "\n".join([path, "", *(member.signature for member in description.members)]),
         "_description": description,
-        "_functions": functions,
-        "_release": functions.release,
         "_path": path,
     }
     if default is not None and default.reader is not None:
         namespace["_read_default"] = _caller(invoke, 0, default.reader, f"{path}.{default.name}")
+        namespace["_take_member"] = staticmethod(_taker(default.reader))  # members are what Item yields
     if count is not None and count.reader is not None:
         namespace["_read_count"] = _reader(invoke, count.dispid, count.reader, f"{path}.Count")
     if enumerator is not None:
@@ -474,9 +488,20 @@ _values.decoders[binary.VT_UNKNOWN] = _decode_unknown
 _values.encoders[Object] = _encode_object
 
 
+_created: dict[str, tuple[type[Object], int]] = {}  # by identifier: class and function table of what it makes
+
+
 def Dispatch(prog_id: str) -> Object:  # noqa: N802
     """A new object of the class with this programmatic identifier. Error 429 when there is no such class or the
     server cannot be loaded."""
     if not isinstance(prog_id, str):
         raise TypeError(f"a programmatic identifier is a text, not {type(prog_id).__name__}")
-    return wrap(server().create(prog_id))
+    address, table = server().create(prog_id)
+    known = _created.get(prog_id)
+    if known is None or known[1] != table:
+        wrapper = wrap(address)
+        _created[prog_id] = type(wrapper), table
+        return wrapper
+    wrapper = _new(known[0])
+    _set_this(wrapper, c_void_p(address))
+    return wrapper

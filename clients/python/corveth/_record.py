@@ -182,12 +182,18 @@ def _restore(name: str, fields: dict) -> Record:
     return Record(name, **fields)
 
 
-class _Held(_values._Owned):
+class _Held(_values.Owned):
+    """A record's memory while it is an argument."""
+
     def __init__(self, layout: Layout, data: int):
         self._layout, self._data = layout, data
 
     def give_back(self) -> None:
         self._layout.destroy(self._data)
+
+    def give_away(self) -> None:
+        """The variant owns the memory now, and a reference to its layout."""
+        binary.add_ref(self._layout.info)
 
 
 def _encode_record(frame: Frame, offset: int, value: Record, _takes: int, path: str) -> None:

@@ -30,7 +30,13 @@ _NAMED = 160
 _FETCHED = _NAMED + 4 * MAX_ARGUMENTS
 ARGUMENTS = _FETCHED + 8
 _BOXES = ARGUMENTS + MAX_ARGUMENTS * VARIANT_SIZE
-_SCRATCH = _BOXES + MAX_ARGUMENTS * VARIANT_SIZE
+# The assigned value of a property when it is a short text: variant, parameters, length and units.
+_PUT_VALUE = _BOXES + MAX_ARGUMENTS * VARIANT_SIZE
+_PUT_TEXT = _PUT_VALUE + VARIANT_SIZE
+_PUT_LENGTH = _PUT_TEXT + 24 + 4
+_PUT_UNITS = _PUT_LENGTH + 4
+PUT_ROOM = 250  # characters; each takes up to two units, and there is a terminator
+_SCRATCH = _PUT_UNITS + 4 * PUT_ROOM + 8
 _SIZE = _SCRATCH + 4096
 
 # variants
@@ -85,8 +91,8 @@ class Frame:
     """
 
     __slots__ = (
-        "buffer", "view", "base", "used", "keep",
-        "params", "put", "result", "exception", "fetched",
+        "buffer", "view", "base", "used", "keep", "boxes",
+        "params", "argument_count", "named_count", "put", "put_text", "put_length", "put_units", "result", "exception", "fetched",
         "kind", "pointer", "length", "text", "table", "count",
         "boolean", "byte", "integer", "long", "wide", "single", "double", "second",
         "found", "found_table", "second_result",
@@ -98,10 +104,19 @@ class Frame:
         self.base = ctypes.addressof(buffer)
         self.used = _SCRATCH
         self.keep: list = []  # what the arguments point to, until the call is done
+        self.boxes: list[tuple[int, ByRef]] = []  # where arguments by reference stand
         self.params = byref(buffer, _PARAMS)
+        _pack_params(buffer, _PARAMS, self.base + ARGUMENTS, self.base + _NAMED, 0, 0)
+        self.argument_count = c_uint32.from_buffer(buffer, _PARAMS + 16)
+        self.named_count = c_uint32.from_buffer(buffer, _PARAMS + 20)
         self.put = byref(buffer, _PUT)  # one argument, which is the assigned value
         _pack_params(buffer, _PUT, self.base + ARGUMENTS, self.base + _PUT_ID, 1, 1)
         _pack_id(buffer, _PUT_ID, binary.DISPID_PROPERTYPUT)
+        self.put_text = byref(buffer, _PUT_TEXT)
+        _pack_params(buffer, _PUT_TEXT, self.base + _PUT_VALUE, self.base + _PUT_ID, 1, 1)
+        _pack_address(buffer, _PUT_VALUE, binary.VT_BSTR, 0, 0, 0, self.base + _PUT_UNITS)
+        self.put_length = c_uint32.from_buffer(buffer, _PUT_LENGTH)
+        self.put_units = self.view[_PUT_UNITS : _PUT_UNITS + 4 * PUT_ROOM + 2]
         self.result = byref(buffer, _RESULT)
         self.exception = byref(buffer, _EXCEPTION)
         self.fetched = byref(buffer, _FETCHED)
@@ -125,45 +140,28 @@ class Frame:
         self.second_result = byref(buffer, value)
         self.second = c_void_p.from_buffer(buffer, value + 8)
 
-    def set_params(self, count: int, named: int) -> None:
-        _pack_params(self.buffer, _PARAMS, self.base + ARGUMENTS, self.base + _NAMED, count, named)
-
     def name_argument(self, index: int, dispid: int) -> None:
         _pack_id(self.buffer, _NAMED + 4 * index, dispid)
 
-    def variant_at(self, offset: int) -> binary.Variant:
-        return binary.Variant.from_buffer(self.buffer, offset)
+    def unbox(self) -> None:
+        """Every argument by reference gets what the member left in it. Works over the result: take that first."""
+        while self.boxes:
+            offset, box = self.boxes.pop()
+            box.value = self._open_box(offset)
 
-    def box(self, index: int, value, takes: int, path: str) -> None:
-        """Argument `index` by reference to a variant that owns its value."""
-        offset = _BOXES + index * VARIANT_SIZE
-        encode(self, offset, value, takes, path)
-        variant = self.variant_at(offset)
-        if variant.vt == binary.VT_BSTR:
-            variant.pointer = binary.new_text(value)
-        elif variant.vt == binary.VT_DISPATCH and variant.pointer:
-            binary.add_ref(variant.pointer)
-        elif variant.vt == binary.VT_BYTES:
-            variant.pointer = binary.new_array(value)
-        elif variant.vt == binary.VT_RECORD:
-            value._give(variant)
-        _pack_address(
-            self.buffer, ARGUMENTS + index * VARIANT_SIZE, binary.VT_BYREF_VARIANT, 0, 0, 0, self.base + offset
-        )
-
-    def unbox(self, index: int):
-        """The value in the box of argument `index`, which is emptied. Works over the result: take that first."""
-        offset = _BOXES + index * VARIANT_SIZE
+    def _open_box(self, offset: int):
         self.view[_RESULT : _RESULT + VARIANT_SIZE] = self.view[offset : offset + VARIANT_SIZE]
-        self.view[offset : offset + VARIANT_SIZE] = bytes(VARIANT_SIZE)
         return decode(self)
 
     def reset(self) -> None:
+        """Done with the arguments of a call."""
         self.used = _SCRATCH
+        while self.boxes:  # of a call that failed
+            self._open_box(self.boxes.pop()[0])
         if self.keep:
             keep, self.keep = self.keep, []
             for item in keep:
-                if isinstance(item, _Owned):
+                if isinstance(item, Owned):
                     item.give_back()
 
     def failure(self, hresult: int, path: str) -> Error:
@@ -185,7 +183,7 @@ class Frame:
         )
 
 
-class _Owned:
+class Owned:
     """Something kept for a call that has to be given back after it."""
 
     def give_back(self) -> None:
@@ -207,20 +205,17 @@ def take_frame() -> Frame:
 
 
 def _encode_text(frame, offset, value, _takes, _path):
-    units = utf_16_le_encode(value, "surrogatepass")[0]
+    units = utf_16_le_encode(value + "\0", "surrogatepass")[0]
     size = len(units)
     start = frame.used
     end = start + 4 + size
-    if end + 2 > _SIZE:
+    if end > _SIZE:
         block = ctypes.create_string_buffer(binary.text_block(value))
         frame.keep.append(block)
         address = ctypes.addressof(block)
     else:
-        view = frame.view
-        view[start : start + 4] = _length(size)
-        view[start + 4 : end] = units
-        view[end : end + 2] = b"\0\0"
-        frame.used = (end + 5) & ~3
+        frame.view[start:end] = _length(size - 2) + units
+        frame.used = (end + 3) & ~3
         address = frame.base + start
     _pack_address(frame.buffer, offset, binary.VT_BSTR, 0, 0, 0, address + 4)
 
@@ -293,6 +288,25 @@ def encode_address(frame, offset, vt, address, second=0):
     _pack_record(frame.buffer, offset, vt, 0, 0, 0, address, second)
 
 
+def _encode_by_reference(frame, offset, box, takes, path):
+    """A reference to a variant that owns its value: the callee releases and replaces what is in it."""
+    if isinstance(box.value, ByRef):
+        raise TypeError(f"{path}: a reference to a reference has no counterpart in automation")
+    place = _BOXES + (offset - ARGUMENTS)
+    encode(frame, place, box.value, takes, path)
+    variant = binary.Variant.from_buffer(frame.buffer, place)
+    if variant.vt == binary.VT_BSTR:
+        variant.pointer = binary.new_text(box.value)
+    elif variant.vt == binary.VT_DISPATCH and variant.pointer:
+        binary.add_ref(variant.pointer)
+    elif variant.vt == binary.VT_BYTES:
+        variant.pointer = binary.new_array(box.value)
+    elif variant.vt == binary.VT_RECORD:
+        frame.keep.pop().give_away()
+    frame.boxes.append((place, box))
+    _pack_address(frame.buffer, offset, binary.VT_BYREF_VARIANT, 0, 0, 0, frame.base + place)
+
+
 encoders = {
     str: _encode_text,
     int: _encode_int,
@@ -306,6 +320,7 @@ encoders = {
     bytes: _encode_bytes,
     bytearray: _encode_bytes,
     memoryview: _encode_bytes,
+    ByRef: _encode_by_reference,
 }
 
 
@@ -399,5 +414,10 @@ def decode(frame: Frame):
     return decoder(frame)
 
 
-def too_many(path: str, given: int) -> Error:
-    return Error(ARGUMENT_COUNT, SOURCE, f"Wrong number of arguments or invalid property assignment: {path}, {given}")
+def wrong_count(path: str, most: int, given: int) -> Error:
+    return Error(
+        ARGUMENT_COUNT,
+        SOURCE,
+        f"Wrong number of arguments or invalid property assignment: {path} takes {most} "
+        f"{'argument' if most == 1 else 'arguments'}, {given} {'was' if given == 1 else 'were'} given",
+    )

@@ -16,6 +16,11 @@ WRONG_THREAD = 0x8001010E
 _RUN_TIME = 0x800A0000
 
 _TEXTS = {
+    _RUN_TIME + 5: "Invalid procedure call or argument",
+    _RUN_TIME + OVERFLOW: "Overflow",
+    _RUN_TIME + 7: "Out of memory",
+    _RUN_TIME + TYPE_MISMATCH: "Type mismatch",
+    _RUN_TIME + 94: "Invalid use of Null",
     0x80004001: "Not implemented",
     0x80004002: "No such interface",
     0x80004003: "Invalid pointer",

@@ -80,7 +80,7 @@ class Object:
             position += 1
 
     def __getitem__(self, key):
-        raise TypeError(f"{self._path} is not subscripted: members are read by x(1) or x.Item(1), positions from 1")
+        raise TypeError(f"{self._path} is not subscripted: members are read by x(1) or x.Item(1)")
 
     def __eq__(self, other) -> bool:
         if not isinstance(other, Object):
@@ -228,20 +228,21 @@ def _caller(invoke, dispid: int, slot: Slot, path: str) -> Callable:
         except IndexError:
             frame = Frame()
         try:
-            offset = ARGUMENTS + (count + len(kwargs)) * VARIANT_SIZE
-            if count > most or kwargs:
-                offset = encode_more(frame, offset, count, kwargs)
+            if kwargs:
+                encode_named(frame, kwargs, count)
             else:
                 frame.argument_count.value = count
                 frame.named_count.value = 0
-            for value, (takes, name) in zip(args, expected):
+            offset = ARGUMENTS + (count + len(kwargs)) * VARIANT_SIZE
+            for value, (takes, name) in zip(args, expected if count <= most else more_expected(count)):
                 offset -= VARIANT_SIZE
                 (find_encoder(type(value)) or encode)(frame, offset, value, takes, name)
             frame.kind.value = 0
             result = invoke(_this_of(self), dispid, _iid, 0, flag, frame.params, frame.result, frame.exception, None)
             if result < 0:
                 raise frame.failure(result, path)
-            value = take(frame)
+            # More arguments than parameters are for the default member of what the member yields.
+            value = take(frame) if count <= most else decode(frame)
             if frame.boxes:
                 frame.unbox()
             return value
@@ -249,12 +250,9 @@ def _caller(invoke, dispid: int, slot: Slot, path: str) -> Callable:
             frame.reset()
             _push(frame)
 
-    def encode_more(frame, offset, count, kwargs):
-        """Named arguments, which stand first; where the positional ones end."""
-        if count > most:
-            raise _values.wrong_count(path, most, count)
-        if count + len(kwargs) > MAX_ARGUMENTS:
-            raise _values.wrong_count(path, most, count + len(kwargs))
+    def encode_named(frame, kwargs, count):
+        """Named arguments stand before the positional ones."""
+        check_count(count + len(kwargs))
         for index, (keyword, value) in enumerate(kwargs.items()):
             position = positions.get(keyword.lower())
             if position is None:
@@ -264,7 +262,14 @@ def _caller(invoke, dispid: int, slot: Slot, path: str) -> Callable:
             encode(frame, ARGUMENTS + index * VARIANT_SIZE, value, takes, name)
         frame.argument_count.value = count + len(kwargs)
         frame.named_count.value = len(kwargs)
-        return offset
+
+    def more_expected(count):
+        check_count(count)
+        return expected + [(PLAIN, path)] * (count - most)
+
+    def check_count(count):
+        if count > MAX_ARGUMENTS:
+            raise _values.wrong_count(path, most, count)
 
     return call
 
@@ -366,6 +371,7 @@ def _make_class(description: Description, functions: binary.Functions) -> type[O
     enumerator = description.by_id(binary.DISPID_NEWENUM)
     namespace = members | {
         "__slots__": (),
+        "__module__": path.rpartition(".")[0],
         "__del__": give_back,
         "__setattr__": set_attribute,
         "__doc__": "\n".join([path, "", *(member.signature for member in description.members)]),

@@ -136,7 +136,8 @@ class Record:
     def __getattr__(self, name: str):
         if name.startswith("_"):
             raise AttributeError(name)
-        return self._values[self._field(name)]
+        field = self._field(name)  # which may fill in the fields
+        return self._values[field]
 
     def __setattr__(self, name: str, value) -> None:
         known = Layout.known.get(self._name.lower()) is not None

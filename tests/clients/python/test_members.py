@@ -119,6 +119,17 @@ class ArgumentTest(ClientTest):
             notes[1] = None
 
 
+class DefaultOfDefaultTest(DatabaseTest):
+    def test_arguments_go_on_to_the_default_member_of_what_a_default_yields(self):
+        self.add_note("Call back")
+        rs = self.conn.Execute("Select Title, LinkId From Notes")
+        self.assertEqual([f.Value for f in (rs("Title"), rs.Fields("title"), rs.Fields(0))], ["Call back"] * 3)
+        rs("LinkId"), rs()  # a field and all fields, from the same member
+        self.assertEqual(repr(rs()), "<corveth ADODB.Fields>")
+        with self.fails(3265, "Titel"):
+            rs("Titel")
+
+
 class FailureTest(DatabaseTest):
     def test_failures_keep_number_source_and_description(self):
         note, notes = new("Note"), new("Notes")

@@ -39,7 +39,10 @@ def load_examples():
             if isinstance(value, str) and value.startswith("@"):
                 value = value[1:] if value.startswith("@@") else ids[value[1:]]
             setattr(target, last, value)
-        record.UpdateContact() if row["class"] == "Contact" else record.Update()
+        if row["class"] == "Contact":
+            record.UpdateContact()
+        else:
+            record.Update()
         ids[row.get("as")] = service.LastId
     conn.CommitTrans()
 
@@ -67,7 +70,7 @@ def change_note():
     note = corveth.Dispatch("prjCorveth.Note")
     note.ID = "NT00000004"
     note.Populate()
-    note.Title = "Quote sent"
+    note.Title, note.Note = "Quote sent", "Nøstet walkway: 184 000 kr, valid until the end of the month."
     note.Update()
     rs = conn.Execute("Select Title, Note From Notes Where NoteId='NT00000004'")
     print(rs.Fields("Title").Value, rs.Fields("Note").Value, sep=": ")
@@ -83,9 +86,12 @@ def delete_company():
 
 
 def run(step):
-    """Prints the lines of a step, then does them."""
-    body = textwrap.dedent("".join(inspect.getsourcelines(step)[0][1:]))
-    print("\n" + textwrap.indent(body, ">>> "), end="")
+    """Prints the lines of a step as one would type them, then does them."""
+    source = textwrap.dedent("".join(inspect.getsourcelines(step)[0][1:]))
+    print()
+    for line in source.splitlines():
+        if not line.startswith("global"):
+            print("..." if line.startswith((" ", "else")) else ">>>", line)
     step()
 
 

@@ -133,7 +133,7 @@ Variant ArgumentReader::readRecord(const Json& given, const std::string& type, c
     const auto info =
         type.starts_with(recordPrefix) ? owner.records.find(type.substr(recordPrefix.size())) : owner.records.end();
     if (info == owner.records.end() || !given.is_object()) {
-        mismatch(fmt::format("{} cannot stand for a {}", given.dump(), type));
+        mismatch(fmt::format("a JSON {} cannot stand for a {}", given.type_name(), type));
     }
     client::RecordValue record{info->second.name, {}};
     for (const auto& [name, value] : given.items()) {

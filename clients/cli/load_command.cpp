@@ -31,10 +31,13 @@ std::string parserWords(const Json::parse_error& error) {
     return column == std::string::npos ? words : words.substr(column);
 }
 
+constexpr int deepest = 8; ///< a record within a call's arguments takes five
+
 /// A name that is given twice in one object would lose its first value without a word.
 Json parseObject(const std::string& text) {
     std::vector<std::set<std::string>> names;
-    const auto watch = [&](int /*depth*/, Json::parse_event_t event, Json& parsed) {
+    const auto watch = [&](int depth, Json::parse_event_t event, Json& parsed) {
+        if (depth > deepest) refuse(fmt::format("nested more than {} deep", deepest));
         if (event == Json::parse_event_t::object_start) names.emplace_back();
         if (event == Json::parse_event_t::object_end) names.pop_back();
         if (event == Json::parse_event_t::key && !names.back().insert(parsed.get<std::string>()).second) {

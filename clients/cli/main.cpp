@@ -1,5 +1,6 @@
 #include "cli/commands.h"
 #include "cli/names.h"
+#include "cli/text_table.h"
 #include "cli/value_text.h"
 #include "common/late_bound.h"
 
@@ -187,13 +188,17 @@ private:
     Command run_ = nullptr;
 };
 
-/// Line breaks of a description go on under the first line.
-void complain(std::string text) {
-    for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;)
-        text.replace(at, 2, "\n");
-    while (text.ends_with('\n'))
-        text.pop_back();
-    fmt::print(stderr, "corveth: {}\n", text);
+/// Every line of a description stands on its own; what else a terminal would obey is written as an escape.
+void complain(std::string_view text) {
+    std::string output = "corveth: ";
+    while (!text.empty()) {
+        const auto end = text.find('\n');
+        std::string_view line = text.substr(0, end);
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        output += onOneLine(line) + "\n";
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    std::fwrite(output.data(), 1, output.size(), stderr);
 }
 
 int misuse(const std::string& why) {

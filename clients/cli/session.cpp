@@ -2,8 +2,10 @@
 
 #include "cli/names.h"
 
+#include <fmt/format.h>
+
 #include <array>
-#include <filesystem>
+#include <cstdio>
 
 namespace corveth::cli {
 
@@ -98,8 +100,9 @@ Transaction::~Transaction() {
     if (!isOpen_) return;
     try {
         session_.connection().call("RollbackTrans");
-    } catch (const Failure&) { // what made it necessary is being reported; the engine drops what was not committed
-        isOpen_ = false;
+    } catch (const Failure& failure) {
+        // What made it necessary is on its way to be reported; the engine drops what was never committed.
+        fmt::print(stderr, "corveth: the changes could not be rolled back: {}\n", failure.description());
     }
 }
 

@@ -21,7 +21,7 @@ REFUSED_DELETE = "create trigger Kept before delete on ContactMaster begin selec
 def run(*arguments, given=None, env=None, cwd=None):
     """Status, standard output and standard error of one command."""
     done = subprocess.run(
-        [CORVETH, *arguments], input=given, capture_output=True, encoding="utf-8", cwd=cwd,
+        [CORVETH, *arguments], input=given, capture_output=True, encoding="utf-8", errors="surrogateescape", cwd=cwd,
         env={**os.environ, **(env or {})}, timeout=120, check=False)
     return done.returncode, done.stdout, done.stderr
 
@@ -267,6 +267,8 @@ class Changing(CommandLine):
                          [("CN00000002", "João da Costa e Silva", "CM00000001", None, "", "Home", "@joao"),
                           ("CN00000003", "美玲 陳", "", None, "", "Home", "@mei"),
                           ("CN00000004", "Ole", "CM00000003", 36585.0, "Bodø", "Home", "")])
+        self.assertEqual(self.rows(database, "select DisplayAs1 from Contacts where ContactId = 'CM00000003'"), [("Office",)],
+                         "the type that the defaults depend on is set before them, wherever it was given")
         self.assertEqual(self.rows(database, "select Note from Notes where NoteId = 'NT00000003'"),
                          [(DATA.read_text(encoding="utf-8"),)])
 
@@ -288,6 +290,7 @@ class Changing(CommandLine):
             ("no file", ["set", "DB", "Note", "NT00000001", "Title=@file:/no/such"], 1, [], ["error 53", "/no/such"]),
             ("no picture", ["set", "DB", "Contact", "CN00000001", f"Picture=@file:{DATA}"], 1, [], ["error 481"]),
             ("nothing saves it", ["set", "DB", "Address", "", "City=x"], 1, [], ["Address"]),
+            ("broken text", ["set", "DB", "Note", "NT00000001", "Title=\udcff"], 1, [], ["error 5"]),
             ("a quote in an ID", ["set", "DB", "Contact", "CN00000001", "Company.ID=x' Or '1'='1"], 1, [], ["x' Or '1'='1"]),
         ]:
             self.check(row, database)
@@ -315,6 +318,9 @@ class Changing(CommandLine):
             ("an argument", ["call", "DB", "Note", "NT00000003", "DeleteNote", "True"], 0, [], []),
             ("a result", ["call", "DB", "Contacts", "", "Add", "CN00000001", "key"], 0, ["FirstName       Sigrid"], []),
             ("a property", ["call", "DB", "Notes", "", "Count"], 0, ["0\n"], []),
+            ("an object by its key", ["call", "DB", "Notes", "", "AddItem", "NT00000001"], 0, [], []),
+            ("an object that is not there", ["call", "DB", "Notes", "", "AddItem", "NT99999999"], 1, [],
+             ["there is no Note with the key \"NT99999999\""]),
             ("in brackets", ["call", "DB", "Notes", "", "SetLinkFilter", "[a,b]"], 0, [], []),
             ("a company with its members", ["call", "DB", "Contact", "CM00000001", "DeleteContact"], 0, [], []),
             ("unknown method", ["call", "DB", "Note", "NT00000001", "Delete"], 1, [], ["did you mean DeleteNote?"]),
@@ -399,6 +405,8 @@ class Loading(CommandLine):
             ("Null", '{"class": "Note", "set": {"Title": null}}', "error 94"),
             ("list as a value", '{"class": "Note", "set": {"Title": ["a"]}}', "error 13"),
             ("object as a value", '{"class": "Note", "set": {"Title": {"a": 1}}}', "error 13"),
+            ("nested without end", '{"class": "Note", "set": {"Title": ' + "[" * 100000, "nested more than"),
+            ("broken text", '{"class": "Note", "set": {"Title": "\udcff"}}', "no JSON"),
             ("calls of another kind", '{"class": "Note", "call": ["Update"]}', '"call" must be a list'),
             ("unknown method", '{"class": "Note", "call": [["Updat"]]}', "did you mean Update?"),
             ("number too great", '{"class": "Contact", "set": {"ContactType": 3000000000}}', "error 6"),

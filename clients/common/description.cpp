@@ -235,17 +235,21 @@ private:
 const ClassDescription& describe(binary::IDispatch& object) {
     Held<ITypeInfo> info;
     requireSuccess(object.GetTypeInfo(0, 0, info.out()), "an object's type description");
+    return describe(*info.get());
+}
+
+const ClassDescription& describe(ITypeInfo& info) {
     binary::TypeAttr* attributes = nullptr;
-    requireSuccess(info->GetTypeAttr(&attributes), "the attributes of a class");
+    requireSuccess(info.GetTypeAttr(&attributes), "the attributes of a class");
 
     Cache& known = cache();
     const std::scoped_lock lock(known.mutex);
     for (const auto& [id, description] : known.classes) {
         if (id == attributes->guid) return *description;
     }
-    auto description = Reader(*info.get(), known).read(*attributes);
+    auto description = Reader(info, known).read(*attributes);
     known.classes.emplace_back(attributes->guid, std::move(description));
-    info->ReleaseTypeAttr(attributes);
+    info.ReleaseTypeAttr(attributes);
     return *known.classes.back().second;
 }
 

@@ -91,13 +91,16 @@ struct Automation<E> {
     static Value out(E value) { return Value(static_cast<std::int32_t>(value)); }
 };
 
+/// Throws 13 that names the record wanted.
+[[noreturn]] CORVETH_API void refuseRecord(const RecordInfo& wanted);
+
 template <AutomationRecord R>
 struct Automation<R> {
     static constexpr TypeRef type{TypeKind::record, RecordTraits<R>::info->name, nullptr, RecordTraits<R>::info};
     static R in(Value& value) {
         const auto* record = value.getIf<Record>();
         if (record == nullptr || record->info != RecordTraits<R>::info) {
-            raise(errors::typeMismatch, Text("a record ") + RecordTraits<R>::info->name + " is needed");
+            refuseRecord(*RecordTraits<R>::info);
         }
         return RecordTraits<R>::in(*record);
     }

@@ -276,6 +276,10 @@ TextView closestName(TextView name, std::span<const TextView> candidates) {
     return best;
 }
 
+void refuseRecord(const RecordInfo& wanted) {
+    raise(errors::typeMismatch, Text("a record ") + wanted.name + " is needed");
+}
+
 void requireClass(const Object& object, const ClassInfo& wanted) {
     const ClassInfo& given = object.classInfo();
     if (&given != &wanted) {

@@ -32,9 +32,9 @@ struct FieldName {
     binary::Bstr text;
 };
 
-void putRecord(const RecordValue& record, binary::Variant& variant, const ClassDescription& members) {
-    auto type = findRecordType(record.name);
-    if (!type) throw Failure(typeMismatch, "corveth", members.name + " knows no record " + record.name);
+void putRecord(const RecordValue& record, binary::Variant& variant, binary::IDispatch& target) {
+    auto type = findRecordType(target, record.name);
+    if (!type) throw Failure(typeMismatch, "corveth", "no member takes a record " + record.name);
     void* data = type->RecordCreate();
     if (data == nullptr) throw std::bad_alloc();
     variant.record = {data, type.get()};
@@ -43,7 +43,7 @@ void putRecord(const RecordValue& record, binary::Variant& variant, const ClassD
     for (const auto& field : record.fields) {
         const FieldName name(field.name);
         binary::Variant value{};
-        toBinary(field.value, value, members);
+        toBinary(field.value, value, target);
         const binary::HResult result = variant.record.info->PutField(0, data, name.text, &value);
         binary::clear(value);
         if (result == results::elementNotFound) {
@@ -76,7 +76,7 @@ RecordValue getRecord(const binary::Variant& variant) {
 
 struct ToBinary {
     binary::Variant& out;
-    const ClassDescription& members;
+    binary::IDispatch& target;
 
     void operator()(std::monostate /*empty*/) const noexcept {}
     void operator()(NullTag /*null*/) const noexcept { out.vt = vt::null; }
@@ -126,7 +126,7 @@ struct ToBinary {
         if (out.array == nullptr) throw std::bad_alloc();
         out.vt = vt::array | vt::ui1;
     }
-    void operator()(const RecordValue& value) const { putRecord(value, out, members); }
+    void operator()(const RecordValue& value) const { putRecord(value, out, target); }
     void operator()(MissingTag /*missing*/) const noexcept {
         out.vt = vt::error;
         out.scode = results::paramNotFound;
@@ -205,9 +205,9 @@ std::string takeText(binary::Bstr text) {
     return result;
 }
 
-void toBinary(const Variant& value, binary::Variant& variant, const ClassDescription& members) {
+void toBinary(const Variant& value, binary::Variant& variant, binary::IDispatch& target) {
     variant = {};
-    std::visit(ToBinary{variant, members}, value);
+    std::visit(ToBinary{variant, target}, value);
 }
 
 Variant takeVariant(binary::Variant& variant) {

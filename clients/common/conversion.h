@@ -14,8 +14,9 @@ void requireSuccess(binary::HResult result, std::string_view what);
 /// The text, which is freed.
 std::string takeText(binary::Bstr text);
 
-/// Overwrites `variant`, which then owns what it holds. `members` knows the records that a member can take.
-void toBinary(const Variant& value, binary::Variant& variant, const ClassDescription& members);
+/// Overwrites `variant`, which then owns what it holds. `target` is what it is passed to: it knows the records that its
+/// members take.
+void toBinary(const Variant& value, binary::Variant& variant, binary::IDispatch& target);
 
 /// The value; `variant` is empty afterwards.
 Variant takeVariant(binary::Variant& variant);

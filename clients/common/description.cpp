@@ -13,15 +13,14 @@ namespace vt = binary::vt;
 using binary::Held;
 using binary::ITypeInfo;
 
-/// Descriptions by interface id, and the record types that they refer to.
+/// Descriptions by interface id.
 struct Cache {
     std::mutex mutex;
     std::vector<std::pair<binary::Guid, std::unique_ptr<ClassDescription>>> classes;
-    std::map<std::string, Held<binary::IRecordInfo>, std::less<>> records;
 };
 
 Cache& cache() {
-    static auto* const only = new Cache; // the server may be gone when statics are destroyed
+    static auto* const only = new Cache; // descriptions are handed out for the life of the process
     return *only;
 }
 
@@ -44,10 +43,15 @@ std::string classNameOf(const std::string& interfaceName) {
     return interfaceName.starts_with('_') ? interfaceName.substr(1) : interfaceName;
 }
 
-/// Reads one class; the cache is locked by the caller.
+Held<ITypeInfo> referenced(ITypeInfo& from, binary::RefType reference) {
+    Held<ITypeInfo> info;
+    requireSuccess(from.GetRefTypeInfo(reference, info.out()), "a referenced type");
+    return info;
+}
+
 class Reader {
 public:
-    Reader(ITypeInfo& info, Cache& cache) : info_(info), cache_(cache) {}
+    explicit Reader(ITypeInfo& info) : info_(info) {}
 
     std::unique_ptr<ClassDescription> read(const binary::TypeAttr& attributes) {
         const Names names = namesOf(info_);
@@ -122,12 +126,6 @@ private:
     }
 
     static constexpr auto interfaceKind = binary::TypeKindCode::dispatch;
-
-    static Held<ITypeInfo> referenced(ITypeInfo& from, binary::RefType reference) {
-        Held<ITypeInfo> info;
-        requireSuccess(from.GetRefTypeInfo(reference, info.out()), "a referenced type");
-        return info;
-    }
 
     static binary::TypeKindCode kindOfReference(ITypeInfo& from, binary::RefType reference) {
         return kindOf(*referenced(from, reference).get());
@@ -221,12 +219,9 @@ private:
         forEachVariable(info, [&](const binary::VarDesc& variable, std::string field) {
             entry->second.fields.emplace_back(std::move(field), typeName(info, variable.elemdescVar.type));
         });
-        auto type = binary::query<binary::IRecordInfo>(&info, binary::ids::recordInfo);
-        if (type) cache_.records.insert_or_assign(name, std::move(type));
     }
 
     ITypeInfo& info_;
-    Cache& cache_;
     std::unique_ptr<ClassDescription> class_;
 };
 
@@ -247,17 +242,38 @@ const ClassDescription& describe(ITypeInfo& info) {
     for (const auto& [id, description] : known.classes) {
         if (id == attributes->guid) return *description;
     }
-    auto description = Reader(info, known).read(*attributes);
+    auto description = Reader(info).read(*attributes);
     known.classes.emplace_back(attributes->guid, std::move(description));
     info.ReleaseTypeAttr(attributes);
     return *known.classes.back().second;
 }
 
-binary::Held<binary::IRecordInfo> findRecordType(std::string_view name) {
-    Cache& known = cache();
-    const std::scoped_lock lock(known.mutex);
-    const auto found = known.records.find(name);
-    return found == known.records.end() ? binary::Held<binary::IRecordInfo>() : found->second;
+binary::Held<binary::IRecordInfo> findRecordType(binary::IDispatch& object, std::string_view name) {
+    Held<ITypeInfo> info;
+    requireSuccess(object.GetTypeInfo(0, 0, info.out()), "an object's type description");
+    binary::TypeAttr* attributes = nullptr;
+    requireSuccess(info->GetTypeAttr(&attributes), "the attributes of a class");
+    const std::uint32_t count = attributes->cFuncs;
+    info->ReleaseTypeAttr(attributes);
+
+    const auto recordOf = [&](const binary::TypeDesc* type) -> Held<binary::IRecordInfo> {
+        while (type->vt == vt::pointer)
+            type = type->pointed;
+        if (type->vt != vt::userDefined) return {};
+        const auto target = referenced(*info.get(), type->refType);
+        if (namesOf(*target.get()).name != name) return {};
+        return binary::query<binary::IRecordInfo>(target.get(), binary::ids::recordInfo);
+    };
+    Held<binary::IRecordInfo> found;
+    for (std::uint32_t i = 0; i < count && !found; ++i) {
+        binary::FuncDesc* function = nullptr;
+        requireSuccess(info->GetFuncDesc(i, &function), "a function description");
+        found = recordOf(&function->elemdescFunc.type);
+        for (int param = 0; param < function->cParams && !found; ++param)
+            found = recordOf(&function->lprgelemdescParam[param].type);
+        info->ReleaseFuncDesc(function);
+    }
+    return found;
 }
 
 } // namespace corveth::client

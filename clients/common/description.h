@@ -10,7 +10,8 @@ namespace corveth::client {
 const ClassDescription& describe(binary::IDispatch& object);
 const ClassDescription& describe(binary::ITypeInfo& info);
 
-/// The record type of that name among those that descriptions read so far refer to; empty when there is none.
-binary::Held<binary::IRecordInfo> findRecordType(std::string_view name);
+/// The record type of that name among those that the object's members take or yield; empty when there is none. Looked
+/// up each time: a kept one would keep the server from being unloaded.
+binary::Held<binary::IRecordInfo> findRecordType(binary::IDispatch& object, std::string_view name);
 
 } // namespace corveth::client

@@ -142,7 +142,7 @@ Variant LateObject::get(std::string_view name, Arguments arguments) const {
     const auto& member = findMember(description(), name);
     VariantList list(arguments.size());
     for (std::size_t i = 0; i < arguments.size(); ++i)
-        toBinary(arguments[i], list[placeOf(i, arguments.size(), 0)], description());
+        toBinary(arguments[i], list[placeOf(i, arguments.size(), 0)], *dispatch_);
     return invoke(*dispatch_, member.dispId, readFlags, list);
 }
 
@@ -152,7 +152,7 @@ void LateObject::let(std::string_view name, Variant value) const {
     const bool takesReference =
         members.find(name, MemberKind::let) == nullptr && members.find(name, MemberKind::set) != nullptr;
     VariantList list(1);
-    toBinary(value, list[0], members);
+    toBinary(value, list[0], *dispatch_);
     binary::DispId assigned = binary::dispIds::propertyPut;
     invoke(*dispatch_, member.dispId, takesReference ? putReferenceFlag : putFlag, list, {&assigned, 1});
 }
@@ -164,21 +164,20 @@ Variant LateObject::call(std::string_view name, Arguments arguments, NamedArgume
     std::vector<binary::DispId> ids;
     ids.reserve(named.size());
     for (const auto& [parameter, value] : named) {
-        toBinary(value, list[ids.size()], members);
+        toBinary(value, list[ids.size()], *dispatch_);
         ids.push_back(parameterId(member, members.name, parameter));
     }
     for (std::size_t i = 0; i < arguments.size(); ++i)
-        toBinary(arguments[i], list[placeOf(i, arguments.size(), named.size())], members);
+        toBinary(arguments[i], list[placeOf(i, arguments.size(), named.size())], *dispatch_);
     return invoke(*dispatch_, member.dispId, callFlags, list, ids);
 }
 
 Variant LateObject::callByRef(std::string_view name, Arguments& arguments) const {
-    const auto& members = description();
-    const auto& member = findMember(members, name);
+    const auto& member = findMember(description(), name);
     VariantList own(arguments.size());
     VariantList list(arguments.size());
     for (std::size_t i = 0; i < arguments.size(); ++i) {
-        toBinary(arguments[i], own[i], members);
+        toBinary(arguments[i], own[i], *dispatch_);
         auto& reference = list[placeOf(i, arguments.size(), 0)];
         reference.vt = vt::byRef | vt::variant;
         reference.byRef = &own[i];

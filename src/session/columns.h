@@ -139,7 +139,7 @@ constexpr Column<C> readOnly(Column<C> column) {
 template <const auto& columns, class C>
 void loadRow(const Recordset& rows, C& object) {
     const auto& names = detail::namesOf<columns>;
-    const auto positions = rows.positions(names.data(), names);
+    const auto positions = rows.positions(static_cast<const void*>(names.data()), names);
     for (std::size_t i = 0; i < names.size(); ++i) {
         const auto& column = columns[i];
         if (column.load == nullptr) continue;
@@ -185,7 +185,7 @@ private:
 template <const auto& columns, class C>
 void storeRow(const C& object, Recordset& rows) {
     const auto& names = detail::namesOf<columns>;
-    const auto positions = rows.positions(names.data(), names);
+    const auto positions = rows.positions(static_cast<const void*>(names.data()), names);
     for (std::size_t i = 0; i < names.size(); ++i) {
         const auto& column = columns[i];
         if (column.store == nullptr) continue;

@@ -18,7 +18,8 @@ constexpr std::int32_t idLength = 10;
 
 Ref<Recordset> openRecordset(const Sql& sql, CursorType cursor, LockType lock) {
     refuseIfNeeded(sql, "open");
-    const Ref<DbService> service = dbService(); // held: the call may put another one in its place
+    // Held: the call may put another service in its place.
+    const Ref<DbService> service = dbService(); // NOLINT(performance-unnecessary-copy-initialization)
     Ref<Connection> connection = moduleState().SharedConnection;
     auto cursorType = static_cast<std::int32_t>(cursor);
     auto lockType = static_cast<std::int32_t>(lock);
@@ -40,7 +41,7 @@ void execute(const Sql& sql) {
 }
 
 Text generateId(const IdSource& source) {
-    const Ref<DbService> service = dbService();
+    const Ref<DbService> service = dbService(); // NOLINT(performance-unnecessary-copy-initialization): as above
     Ref<Connection> connection = moduleState().SharedConnection;
     Text id = service->GenerateId(source.typeCode, idLength, source.keyColumn, source.table, connection);
     moduleState().SharedConnection = std::move(connection);

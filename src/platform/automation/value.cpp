@@ -30,7 +30,7 @@ TextView typeName(const Value& value) noexcept {
         return "String";
     case ValueType::object: {
         const auto& object = *value.getIf<Ref<Object>>();
-        return object ? object.get()->classInfo().name : "Nothing";
+        return object ? object->classInfo().name : "Nothing";
     }
     case ValueType::bytes:
         return "Byte()";

@@ -9,7 +9,6 @@ namespace corveth {
 namespace {
 
 constexpr const char* source = "ADODB.Connection";
-constexpr std::int32_t defaultTimeout = 30;
 constexpr std::int32_t tableOption = 2, tableDirectOption = 512;
 
 } // namespace
@@ -75,7 +74,7 @@ Ref<Recordset> Connection::Execute(const Text& CommandText, Value& RecordsAffect
     const Text sql = isTable ? "Select * From [" + CommandText + "]" : CommandText;
     auto recordset = make<Recordset>();
     std::vector<Value> cells;
-    auto outcome = open.run("execute", sql, &cells);
+    auto outcome = data::guarded(source, [&] { return open.run("execute", sql, &cells); });
     RecordsAffected = static_cast<std::int32_t>(outcome.affected);
     recordset->source_ = sql;
     if (outcome.shape != nullptr) {
@@ -86,7 +85,8 @@ Ref<Recordset> Connection::Execute(const Text& CommandText, Value& RecordsAffect
 
 std::int64_t Connection::execute(TextView sql) {
     checkThread();
-    return channel().run("execute", sql, nullptr).affected;
+    data::Channel& open = channel();
+    return data::guarded(source, [&] { return open.run("execute", sql, nullptr).affected; });
 }
 
 std::int32_t Connection::BeginTrans() {
@@ -156,12 +156,14 @@ Text Connection::get_Version() const {
 
 std::int32_t Connection::get_CommandTimeout() const {
     checkThread();
-    return timeout_.value_or(defaultTimeout);
+    return timeout_.value_or(data::defaultTimeout);
 }
 
 void Connection::let_CommandTimeout(std::int32_t seconds) {
     checkThread();
-    if (seconds < 0) raise(errors::badArguments, "CommandTimeout " + std::to_string(seconds), source);
+    if (seconds < 0 || seconds > data::longestTimeout) {
+        raise(errors::badArguments, "CommandTimeout " + std::to_string(seconds), source);
+    }
     timeout_ = seconds;
     if (isOpen()) channel_->session().setTimeout(seconds);
 }

@@ -15,7 +15,6 @@ constexpr std::array commonKeywords = {"Provider", "Default Timeout", "Trace Fil
 constexpr std::array allKeywords = {"Provider",        "Data Source", "Host",     "Port",
                                     "Database",        "User ID",     "Password", "SSL Mode",
                                     "Default Timeout", "Trace File",  "Log"};
-constexpr std::int32_t longestTimeout = 86400;
 
 struct Pair {
     Text keyword, value;

@@ -11,11 +11,15 @@ namespace corveth::data {
 
 struct Provider;
 
+/// Seconds that a statement waits for a lock when nothing else was said, and the most that can be.
+inline constexpr std::int32_t defaultTimeout = 10;
+inline constexpr std::int32_t longestTimeout = 86400;
+
 /// A connection string, checked: known keywords that suit the provider, none twice.
 struct ConnectionSettings {
     const Provider* provider = nullptr;
     std::vector<std::pair<Text, Text>> values; ///< keyword as documented, and its value
-    std::optional<std::int32_t> timeout;       ///< seconds
+    std::optional<std::int32_t> timeout;       ///< seconds; none when it was not given
 
     /// Empty when it was not given.
     [[nodiscard]] TextView value(TextView keyword) const noexcept;

@@ -16,6 +16,17 @@ constexpr std::int32_t tableOption = 2, tableDirectOption = 512;
 
 } // namespace
 
+bool Recordset::isOpen() const noexcept {
+    // A connection that was closed has closed its recordsets.
+    return shape_ != nullptr && connection_->generation() == generation_;
+}
+
+const data::RowShape& Recordset::opened() const {
+    checkThread();
+    if (!isOpen()) raise(errors::objectClosed, {}, source);
+    return *shape_;
+}
+
 struct Recordset::Table {
     static constexpr MemberRow members[] = {
         defaultMember(get<&Recordset::get_Fields>("Fields")),
@@ -52,17 +63,6 @@ constinit const ClassInfo Recordset::description = describe<Recordset, Recordset
 
 Recordset::Recordset() = default;
 Recordset::~Recordset() = default;
-
-bool Recordset::isOpen() const noexcept {
-    // A connection that was closed has closed its recordsets.
-    return shape_ != nullptr && connection_->generation() == generation_;
-}
-
-const data::RowShape& Recordset::opened() const {
-    checkThread();
-    if (!isOpen()) raise(errors::objectClosed, {}, source);
-    return *shape_;
-}
 
 void Recordset::Open(const Value& Source, const Value& ActiveConnection, std::int32_t CursorType, std::int32_t LockType,
                      std::int32_t Options) {
@@ -110,7 +110,8 @@ void Recordset::adopt(Ref<Connection> connection, std::shared_ptr<const data::Ro
     shape_ = std::move(shape);
     cells_ = std::move(cells);
     deleted_.clear();
-    rowCount_ = shape_ == nullptr ? 0 : static_cast<std::ptrdiff_t>(cells_.size() / shape_->size());
+    columnCount_ = shape_ == nullptr ? 0 : shape_->size();
+    rowCount_ = columnCount_ == 0 ? 0 : static_cast<std::ptrdiff_t>(cells_.size() / columnCount_);
     row_ = 0;
     isBof_ = rowCount_ == 0;
     staleRow_ = -1;
@@ -294,16 +295,14 @@ std::span<const int> Recordset::positions(const void* table, std::span<const cha
     return opened().positions(table, names);
 }
 
-Value& Recordset::stored(std::size_t column) const noexcept {
-    return cells_[static_cast<std::size_t>(row_) * shape_->size() + column];
-}
-
 const Value& Recordset::value(std::size_t column) const {
     static const Value unset = Null{};
     requireRow();
-    if (column >= shape_->size()) raise(errors::noSuchItem, std::to_string(column), source);
-    if (edit_ != Edit::none && assigned_[column]) return pending_[column];
-    if (edit_ == Edit::adding) return unset;
+    if (column >= columnCount_) raise(errors::noSuchItem, std::to_string(column), source);
+    if (edit_ != Edit::none) {
+        if (assigned_[column]) return pending_[column];
+        if (edit_ == Edit::adding) return unset;
+    }
     if (staleRow_ == row_) refresh();
     return stored(column);
 }
@@ -315,7 +314,7 @@ const Value& Recordset::value(TextView column) const {
 const Value& Recordset::originalValue(std::size_t column) const {
     static const Value unset = Null{};
     requireRow();
-    if (column >= shape_->size()) raise(errors::noSuchItem, std::to_string(column), source);
+    if (column >= columnCount_) raise(errors::noSuchItem, std::to_string(column), source);
     if (edit_ == Edit::adding) return unset;
     if (staleRow_ == row_) refresh();
     return stored(column);

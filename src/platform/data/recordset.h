@@ -12,6 +12,11 @@ class Fields;
 
 namespace data {
 class RowShape;
+struct WritePlan;
+} // namespace data
+
+namespace data {
+class RowShape;
 struct ResultColumn;
 struct WritePlan;
 } // namespace data
@@ -111,7 +116,9 @@ private:
     [[nodiscard]] std::size_t requireColumn(TextView name) const;
     [[nodiscard]] const data::ResultColumn& columnAt(std::size_t column) const;
     /// In the current row, as it was read or saved.
-    [[nodiscard]] Value& stored(std::size_t column) const noexcept;
+    [[nodiscard]] Value& stored(std::size_t column) const noexcept {
+        return cells_[static_cast<std::size_t>(row_) * columnCount_ + column];
+    }
 
     void leaveRow();
     void moveTo(std::ptrdiff_t row) noexcept;
@@ -125,6 +132,10 @@ private:
     void beginEdit(Edit edit);
     void saveEdit();
     void dropEdit() noexcept;
+    /// The key column that the engine fills in, in a new row.
+    [[nodiscard]] std::optional<std::size_t> keyToAskFor() const;
+    [[nodiscard]] Text insertStatement() const;
+    [[nodiscard]] const Text& updateStatement(const std::vector<bool>& changed) const;
     void insertRow();
     void updateRow();
     void appendKeyCondition(Text& statement, std::vector<data::Parameter>& parameters) const;
@@ -134,8 +145,9 @@ private:
     Ref<Connection> connection_;
     unsigned generation_ = 0;                     ///< of the connection when this opened
     std::shared_ptr<const data::RowShape> shape_; ///< set while open
-    mutable std::vector<Value> cells_;            ///< row by row
-    std::vector<bool> deleted_;                   ///< grows with the first deletion
+    std::size_t columnCount_ = 0;
+    mutable std::vector<Value> cells_; ///< row by row
+    std::vector<bool> deleted_;        ///< grows with the first deletion
     std::ptrdiff_t rowCount_ = 0;
     std::ptrdiff_t row_ = 0; ///< -1 before the first, rowCount_ behind the last
     bool isBof_ = true;

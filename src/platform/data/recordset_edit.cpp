@@ -5,6 +5,7 @@
 #include "platform/data/column_value.h"
 #include "platform/data/guarded.h"
 #include "platform/data/recordset.h"
+#include "platform/data/row_shape.h"
 
 namespace corveth {
 
@@ -63,8 +64,8 @@ void Recordset::AddNew() {
 }
 
 void Recordset::beginEdit(Edit edit) {
-    pending_.assign(shape_->size(), Value());
-    assigned_.assign(shape_->size(), false);
+    pending_.resize(columnCount_);
+    assigned_.assign(columnCount_, false);
     edit_ = edit;
 }
 
@@ -76,7 +77,7 @@ void Recordset::set(std::size_t column, Value value) {
         raise(errors::notSupported, "The column " + info.name + " is computed.", source);
     }
     Value converted =
-        data::guarded(source, [&] { return data::toColumnValue(info.kind, std::move(value), info.name); });
+        data::guarded(source, [&]() -> Value { return data::toColumnValue(info.kind, std::move(value), info.name); });
     if (edit_ == Edit::none) {
         if (staleRow_ == row_) refresh();
         beginEdit(Edit::changing);
@@ -110,11 +111,18 @@ void Recordset::saveEdit() {
     data::guarded(source, [this] { edit_ == Edit::adding ? insertRow() : updateRow(); });
 }
 
-void Recordset::insertRow() {
+std::optional<std::size_t> Recordset::keyToAskFor() const {
+    const data::WritePlan& plan = writePlan();
+    // Without it the row could never be found again.
+    if (plan.table->isView || plan.keys.size() != 1) return std::nullopt;
+    const auto column = plan.keys.front().column;
+    return column && !assigned_[*column] ? column : std::nullopt;
+}
+
+Text Recordset::insertStatement() const {
     const data::WritePlan& plan = writePlan();
     Text names, marks;
-    std::vector<data::Parameter> parameters;
-    for (std::size_t i = 0; i < shape_->size(); ++i) {
+    for (std::size_t i = 0; i < columnCount_; ++i) {
         if (!assigned_[i]) continue;
         if (!names.empty()) {
             names += ", ";
@@ -122,30 +130,37 @@ void Recordset::insertRow() {
         }
         appendName(names, plan.table->columns[*plan.tableColumns[i]].name);
         marks += '?';
-        parameters.push_back(data::toParameter(pending_[i]));
     }
     Text statement = "Insert Into ";
     appendName(statement, shape_->target());
     statement += names.empty() ? Text(" Default Values") : " (" + names + ") Values (" + marks + ")";
-
-    // A key that the engine makes has to be asked for, or the row could never be found again.
-    const auto* key = plan.keys.size() == 1 && plan.keys.front().column ? &plan.keys.front() : nullptr;
-    const bool asksForKey = key != nullptr && !assigned_[*key->column] && !plan.table->isView;
-    std::vector<Value> returned;
-    if (asksForKey) {
+    if (const auto key = keyToAskFor()) {
         statement += " Returning ";
-        appendName(statement, plan.table->columns[key->tableColumn].name);
+        appendName(statement, plan.table->columns[*plan.tableColumns[*key]].name);
     }
-    connection_->channel().write(statement, parameters, &returned);
+    return statement;
+}
 
-    const bool isWhole = parameters.size() == shape_->size() && !plan.table->isView;
-    for (std::size_t i = 0; i < shape_->size(); ++i)
+void Recordset::insertRow() {
+    const data::WritePlan& plan = writePlan();
+    if (plan.inserted.statement.empty() || plan.inserted.columns != assigned_) {
+        plan.inserted = {assigned_, insertStatement()};
+    }
+    std::vector<data::Parameter> parameters;
+    parameters.reserve(columnCount_);
+    for (std::size_t i = 0; i < columnCount_; ++i) {
+        if (assigned_[i]) parameters.push_back(data::toParameter(pending_[i]));
+    }
+    std::vector<Value> returned;
+    connection_->channel().write(plan.inserted.statement, parameters, &returned);
+
+    const auto key = keyToAskFor();
+    const bool isWhole = parameters.size() == columnCount_ && !plan.table->isView;
+    for (std::size_t i = 0; i < columnCount_; ++i)
         cells_.push_back(assigned_[i] ? std::move(pending_[i]) : Value(Null{}));
     row_ = rowCount_++;
     isBof_ = false;
-    if (asksForKey && !returned.empty()) {
-        cells_[static_cast<std::size_t>(row_) * shape_->size() + *key->column] = std::move(returned.front());
-    }
+    if (key && !returned.empty()) stored(*key) = std::move(returned.front());
     staleRow_ = isWhole ? -1 : row_;
     dropEdit();
 }
@@ -153,26 +168,40 @@ void Recordset::insertRow() {
 void Recordset::updateRow() {
     const data::WritePlan& plan = writePlan();
     if (!plan.hasKeys()) failWithoutKey(shape_->target());
-    Text statement = "Update ";
-    appendName(statement, shape_->target());
-    statement += " Set ";
     std::vector<data::Parameter> parameters;
-    for (std::size_t i = 0; i < shape_->size(); ++i) {
+    std::vector<bool> changed(columnCount_);
+    for (std::size_t i = 0; i < columnCount_; ++i) {
         if (!assigned_[i] || sameValue(pending_[i], stored(i))) continue;
-        if (!parameters.empty()) statement += ", ";
-        appendName(statement, plan.table->columns[*plan.tableColumns[i]].name);
-        statement += " = ?";
+        changed[i] = true;
         parameters.push_back(data::toParameter(pending_[i]));
     }
     if (!parameters.empty()) {
+        Text statement = updateStatement(changed);
         appendKeyCondition(statement, parameters);
         if (connection_->channel().write(statement, parameters) == 0) failRowGone("updating");
-        for (std::size_t i = 0; i < shape_->size(); ++i) {
-            if (assigned_[i]) stored(i) = std::move(pending_[i]);
+        for (std::size_t i = 0; i < columnCount_; ++i) {
+            if (changed[i]) stored(i) = std::move(pending_[i]);
         }
         if (plan.table->isView) staleRow_ = row_;
     }
     dropEdit();
+}
+
+const Text& Recordset::updateStatement(const std::vector<bool>& changed) const {
+    const data::WritePlan& plan = writePlan();
+    if (!plan.updated.statement.empty() && plan.updated.columns == changed) return plan.updated.statement;
+    Text statement = "Update ";
+    appendName(statement, shape_->target());
+    const char* joint = " Set ";
+    for (std::size_t i = 0; i < columnCount_; ++i) {
+        if (!changed[i]) continue;
+        statement += joint;
+        appendName(statement, plan.table->columns[*plan.tableColumns[i]].name);
+        statement += " = ?";
+        joint = ", ";
+    }
+    plan.updated = {changed, std::move(statement)};
+    return plan.updated.statement;
 }
 
 void Recordset::appendKeyCondition(Text& statement, std::vector<data::Parameter>& parameters) const {
@@ -226,7 +255,7 @@ void Recordset::refresh() const {
     if (!plan.hasKeys()) return;
     Text statement = "Select ";
     std::vector<std::size_t> columns;
-    for (std::size_t i = 0; i < shape_->size(); ++i) {
+    for (std::size_t i = 0; i < columnCount_; ++i) {
         if (!plan.tableColumns[i]) continue;
         if (!columns.empty()) statement += ", ";
         appendName(statement, plan.table->columns[*plan.tableColumns[i]].name);

@@ -37,7 +37,8 @@ const WritePlan* RowShape::plan(Session& session) const {
         planned_ = true;
         return nullptr;
     }
-    WritePlan plan{std::move(table), {}, {}};
+    WritePlan plan;
+    plan.table = std::move(table);
     const auto& known = plan.table->columns;
     plan.tableColumns.resize(columns_.size());
     for (std::size_t i = 0; i < columns_.size(); ++i) {

@@ -16,6 +16,12 @@ struct WritePlan {
     std::shared_ptr<const TableInfo> table;
     std::vector<std::optional<std::size_t>> tableColumns; ///< for each column of the rows
     std::vector<Key> keys;
+    /// What was written last, by the columns that were: one save after another writes the same ones.
+    struct Written {
+        std::vector<bool> columns;
+        Text statement;
+    };
+    mutable Written inserted, updated;
     /// Every key column is in the rows.
     [[nodiscard]] bool hasKeys() const noexcept;
 };

@@ -59,12 +59,22 @@ Value ofInteger(std::int64_t number, ColumnKind kind) {
     return whole<std::int32_t>(number);
 }
 
+Currency storedCurrency(double number) {
+    constexpr double roundedSafely = 1e11;
+    if (std::abs(number) < roundedSafely) {
+        // The usual case, told from the others by going back: it was stored from exactly this amount.
+        const Currency amount{std::llround(number * double{Currency::scale})};
+        if (static_cast<double>(amount.scaled) / double{Currency::scale} == number) return amount;
+    }
+    return toCurrency(number);
+}
+
 Value ofReal(double number, ColumnKind kind) {
     switch (kind) {
     case ColumnKind::boolean:
         return number != 0;
     case ColumnKind::currency:
-        return toCurrency(number);
+        return storedCurrency(number);
     case ColumnKind::single:
         if (std::abs(number) <= double{std::numeric_limits<float>::max()}) return static_cast<float>(number);
         return number;
@@ -160,28 +170,36 @@ RunResult Rows::run(std::span<const Parameter> parameters, std::vector<Value>* c
 }
 
 void Rows::readRow(std::vector<Value>& cells) {
+    // Every value is moved when the rows outgrow their room, so that grows in long steps.
+    constexpr std::size_t growth = 4;
+    if (cells.capacity() - cells.size() < columns_.size()) cells.reserve(cells.size() * growth + columns_.size());
     int column = 0;
     for (const auto& info : columns_)
-        cells.push_back(readCell(column++, info.kind));
+        readCell(cells, column++, info.kind);
 }
 
-Value Rows::readCell(int column, ColumnKind kind) const {
+void Rows::readCell(std::vector<Value>& cells, int column, ColumnKind kind) const {
     switch (sqlite3_column_type(statement_, column)) {
     case SQLITE_INTEGER:
-        return ofInteger(sqlite3_column_int64(statement_, column), kind);
+        cells.push_back(ofInteger(sqlite3_column_int64(statement_, column), kind));
+        break;
     case SQLITE_FLOAT:
-        return ofReal(sqlite3_column_double(statement_, column), kind);
+        cells.push_back(ofReal(sqlite3_column_double(statement_, column), kind));
+        break;
     case SQLITE_TEXT: {
         const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
         if (text == nullptr) fail(database_, SQLITE_NOMEM);
-        return TextView(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+        cells.emplace_back(TextView(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))));
+        break;
     }
     case SQLITE_BLOB: {
         const auto* bytes = static_cast<const std::byte*>(sqlite3_column_blob(statement_, column));
-        return Bytes(bytes, bytes + sqlite3_column_bytes(statement_, column));
+        cells.emplace_back(Bytes(bytes, bytes + sqlite3_column_bytes(statement_, column)));
+        break;
     }
     default:
-        return Null{};
+        cells.emplace_back(Null{});
+        break;
     }
 }
 

@@ -32,7 +32,7 @@ private:
     void describe();
     void bind(std::span<const Parameter> parameters);
     void readRow(std::vector<Value>& cells);
-    [[nodiscard]] Value readCell(int column, ColumnKind kind) const;
+    void readCell(std::vector<Value>& cells, int column, ColumnKind kind) const;
 
     SessionState& session_;
     sqlite3* database_;

@@ -20,7 +20,6 @@ namespace corveth::data::sqlite {
 namespace {
 
 constexpr const char* source = "ADODB.Connection";
-constexpr std::int32_t defaultTimeout = 10;
 
 /// Absolute, so that no name means something special to the engine.
 Text pathOf(const ConnectionSettings& settings) {
@@ -105,6 +104,15 @@ Database openDatabase(const Text& path, std::int32_t timeout) {
 
 SqliteSession::SqliteSession(const Text& path, std::int32_t timeout)
     : database_(openDatabase(path, timeout)), keys_(database_.get(), path), timeout_(timeout) {}
+
+SqliteSession::~SqliteSession() {
+    if (!inTransaction_) return;
+    try {
+        rollback(1);
+    } catch (const Error&) {
+        inTransaction_ = false; // closing rolls back in any case
+    }
+}
 
 const Dialect& SqliteSession::dialect() const noexcept {
     return sqlite::dialect();

@@ -10,6 +10,9 @@ namespace corveth::data::sqlite {
 class SqliteSession final : public Session, public SessionState {
 public:
     SqliteSession(const Text& path, std::int32_t timeout);
+    SqliteSession(const SqliteSession&) = delete;
+    SqliteSession& operator=(const SqliteSession&) = delete;
+    ~SqliteSession() override;
 
     [[nodiscard]] const Dialect& dialect() const noexcept override;
     [[nodiscard]] std::unique_ptr<Prepared> prepare(TextView sql) override;

@@ -209,8 +209,6 @@ query_interface = Function(0, c_int32, c_void_p, _OUT)
 add_ref = Function(1, c_uint32)
 release = Function(2, c_uint32)
 
-create_instance = Function(3, c_int32, c_void_p, c_void_p, _OUT)
-
 get_type_attr = Function(3, c_int32, _OUT)
 get_func_desc = Function(5, c_int32, c_uint32, _OUT)
 get_var_desc = Function(6, c_int32, c_uint32, _OUT)

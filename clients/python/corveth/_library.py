@@ -22,32 +22,25 @@ def cannot_create(what: str) -> Error:
     return Error(CANNOT_CREATE, SOURCE, f"ActiveX component can't create object: {what}")
 
 
-def _build_folders(start: Path) -> list[Path]:
-    """The build folders of the checkout that `start` lies in: `build` itself, then the presets' folders below it."""
+def _build_folder(start: Path) -> list[Path]:
+    """The build folder of the checkout that `start` lies in; none outside of one."""
     for folder in start.parents:
         if (folder / "CMakeLists.txt").is_file() and (folder / "src" / "server").is_dir():
-            build = folder / "build"
-            return [build, *sorted(path for path in build.glob("*") if (path / LIBRARY).is_file())]
+            return [folder / "build"]
     return []
 
 
 def _registered() -> list[Path]:
-    base = os.environ.get("XDG_DATA_HOME") or os.path.join(os.path.expanduser("~"), ".local", "share")
+    """What the registered classes are served by."""
+    folder = os.environ.get("XDG_DATA_HOME", "")
+    if not os.path.isabs(folder):
+        folder = os.path.join(os.path.expanduser("~"), ".local", "share")
     try:
-        entries = json.loads(Path(base, "corveth", "registration.json").read_text(encoding="utf-8"))
-    except (OSError, ValueError):
+        content = json.loads(Path(folder, "corveth", "registration.json").read_text(encoding="utf-8"))
+        servers = [entry["server"] for entry in content["classes"].values()]
+    except (OSError, ValueError, LookupError, TypeError, AttributeError):
         return []
-    found: list[str] = []
-    pending = [entries]
-    while pending:
-        entry = pending.pop()
-        if isinstance(entry, dict):
-            pending += entry.values()
-        elif isinstance(entry, list):
-            pending += entry
-        elif isinstance(entry, str) and entry.endswith(LIBRARY) and entry not in found:
-            found.append(entry)
-    return [Path(path) for path in found]
+    return [Path(server) for server in dict.fromkeys(servers) if isinstance(server, str)]
 
 
 def find() -> Path:
@@ -58,7 +51,7 @@ def find() -> Path:
             raise cannot_create(f"{VARIABLE} names {named}, which is no file")
         return Path(named)
     package = Path(__file__).resolve().parent
-    places = [folder / LIBRARY for folder in _build_folders(package)]
+    places = [folder / LIBRARY for folder in _build_folder(package)]
     places += [package / LIBRARY, package.parent / LIBRARY]
     places += _registered()
     for place in places:

@@ -14,7 +14,7 @@ from ._errors import NAMED_ARGUMENT, SOURCE, Error, from_hresult
 from ._library import server
 from ._record import Layout, no_member
 from ._typeinfo import Description, Member, Reader, Slot, TypeInfo
-from ._values import ARGUMENTS, MAX_ARGUMENTS, PLAIN, PUT_ROOM, VARIANT, VARIANT_SIZE, Frame, decode, encode
+from ._values import ARGUMENTS, MAX_ARGUMENTS, OBJECT, PLAIN, PUT_ROOM, VARIANT_SIZE, Frame, decode, encode
 
 _pop, _push = _values.pool.pop, _values.pool.append
 _iid = byref(binary.IID_NONE)
@@ -309,7 +309,7 @@ def _assigner(invoke, member: Member, path: str) -> Callable | None:
     if len(writers) < 2:
         return writers[0] if writers else None
     let_value, set_reference = writers
-    none_is_reference = let.type.takes not in (VARIANT, PLAIN)
+    none_is_reference = let.type.takes == OBJECT
 
     def assign(self, value):
         if isinstance(value, Object) or (value is None and none_is_reference):

@@ -9,7 +9,7 @@ from . import _binary as binary
 from . import _values
 from ._errors import SOURCE, TYPE_MISMATCH, Error, from_hresult
 from ._typeinfo import TypeInfo
-from ._values import PLAIN, VARIANT_SIZE, Frame, decode, encode, take_frame
+from ._values import PLAIN, Frame, decode, encode, take_frame
 
 _PUT_VALUE = 4
 

@@ -92,7 +92,8 @@ class Frame:
 
     __slots__ = (
         "buffer", "view", "base", "used", "keep", "boxes",
-        "params", "argument_count", "named_count", "put", "put_text", "put_length", "put_units", "result", "exception", "fetched",
+        "params", "argument_count", "named_count", "put", "put_text", "put_length", "put_units",
+        "result", "exception", "fetched",
         "kind", "pointer", "length", "text", "table", "count",
         "boolean", "byte", "integer", "long", "wide", "single", "double", "second",
         "found", "found_table", "second_result",

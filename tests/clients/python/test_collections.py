@@ -3,7 +3,23 @@
 import unittest
 
 import corveth
+from corveth import _binary, _object, _typeinfo
 from support import DatabaseTest
+
+
+def collection_class(members):
+    """A wrapper class for prjCorveth.Notes that is described by these members only."""
+    notes = corveth.Dispatch("prjCorveth.Notes")
+    functions = _binary.Functions(_binary.word_at(notes._this.value))
+    return _object._make_class(_typeinfo.Description("Notes", "prjCorveth.Notes", members), functions)
+
+
+def collection_of(cls, wrapper):
+    """A second wrapper, of the class `cls`, of the same object."""
+    _binary.add_ref(wrapper._this.value)
+    same = object.__new__(cls)
+    _object._set_this(same, type(wrapper._this)(wrapper._this.value))
+    return same
 
 
 class CollectionTest(DatabaseTest):
@@ -44,6 +60,25 @@ class CollectionTest(DatabaseTest):
         self.assertEqual(len(list(iterator)), 3)
         notes.Add("", "", "", "later", "")
         self.assertEqual(list(iterator), [])
+
+    def test_without_an_enumerator_by_position(self):
+        """As a class that describes no enumerator, but Item as its default member and Count."""
+        notes = self.notes()
+        described = type(notes)._description
+        rows = [
+            ("Item and Count", lambda member: member.name != "NewEnum", ["one", "two", "three"]),
+            ("no Count", lambda member: member.name not in ("NewEnum", "Count"), TypeError),
+            ("no default member", lambda member: member.name not in ("NewEnum", "Item"), TypeError),
+        ]
+        for name, keep, expected in rows:
+            cls = collection_class([member for member in described.members if keep(member)])
+            same = collection_of(cls, notes)
+            with self.subTest(name):
+                if expected is TypeError:
+                    with self.assertRaisesRegex(TypeError, "prjCorveth.Notes"):
+                        iter(same)
+                else:
+                    self.assertEqual([note.Title for note in same], expected)
 
     def test_what_is_no_collection(self):
         note = corveth.Dispatch("prjCorveth.Note")

@@ -22,9 +22,10 @@ class NameTest(ClientTest):
 
     def test_unknown_members_name_the_class_and_the_closest(self):
         note, contact = new("Note"), new("Contact")
+        unknown = "prjCorveth.Note has no member 'Titel'; the closest is 'Title'"
         cases = [
-            ("read", lambda: note.Titel, "prjCorveth.Note has no member 'Titel'; the closest is 'Title'"),
-            ("set", lambda: setattr(note, "Titel", "x"), "prjCorveth.Note has no member 'Titel'; the closest is 'Title'"),
+            ("read", lambda: note.Titel, unknown),
+            ("set", lambda: setattr(note, "Titel", "x"), unknown),
             ("call", lambda: note.Updat(), "'Updat'; the closest is 'Update'"),
             ("in small letters", lambda: contact.updatecontract(), "prjCorveth.Contact.*'UpdateContact'"),
             ("nothing near", lambda: note.Xyzzy, "prjCorveth.Note has no member 'Xyzzy'"),
@@ -134,7 +135,7 @@ class FailureTest(DatabaseTest):
     def test_failures_keep_number_source_and_description(self):
         note, notes = new("Note"), new("Notes")
         note.ID = "no'quote"
-        rs = corveth.Dispatch("ADODB.Recordset")
+        conn, rs = self.conn, corveth.Dispatch("ADODB.Recordset")
         keyed = new("Notes")
         keyed.Add("NT1", "", "", "", "", "key")
         cases = [
@@ -142,8 +143,8 @@ class FailureTest(DatabaseTest):
             ("run time", lambda: keyed.Add("NT2", "", "", "", "", "KEY"), 457, None, "This key is already", 0x800A01C9),
             ("list", lambda: keyed.Item(2), 9, None, "Subscript out of range", 0x800A0009),
             ("data access", lambda: rs.MoveNext(), 3704, "ADODB.Recordset", "Operation is not allowed", 0x800A0E78),
-            ("open twice", lambda: self.conn.Open("x"), 3705, "ADODB.Connection", "Operation is not allowed", 0x800A0E79),
-            ("whole code", lambda: self.conn.CommitTrans(), 0x8004D00E, "ADODB.Connection", "No transaction is active", 0x8004D00E),
+            ("open twice", lambda: conn.Open("x"), 3705, "ADODB.Connection", "Operation is not allowed", 0x800A0E79),
+            ("whole code", conn.CommitTrans, 0x8004D00E, "ADODB.Connection", "No transaction is active", 0x8004D00E),
             ("refused statement", lambda: note.Update(), APPLICATION, "Note", "Error updating Note.\r\n", APPLICATION),
         ]  # fmt: skip
         for name, act, number, source, text, hresult in cases:

@@ -70,6 +70,14 @@ class EchoTest(ClientTest):
                 self.assertEqual(result, expected)
                 self.assertIs(type(result), type(expected))
 
+    def test_texts_of_every_length_through_a_property(self):
+        note = corveth.Dispatch("prjCorveth.Note")
+        for length in (1, 249, 250, 251, 600, 1000, 1001, 2500, 3_000_000):
+            for character in ("x", "\u00f8", "\U0001f600"):
+                with self.subTest(length=length, character=character):
+                    note.Title = character * length
+                    self.assertEqual(note.Title, character * length)
+
     def test_bytes_of_five_megabytes(self):
         data = bytes(range(256)) * 20_480
         stream = corveth.Dispatch("ADODB.Stream")

@@ -23,14 +23,14 @@ CRM::~CRM() {
     contacts_ = nullptr;
     attachments_ = nullptr;
     // An object that outlived its thread has no shared state left, and must not touch that of the thread it ends on.
-    if (!home().isCurrent()) return;
+    if (!home().isCurrent() || !hasModuleState()) return;
     Ref<Connection> connection;
     connection.swap(moduleState().SharedConnection);
     try {
         if (connection) connection->Close();
-    } catch (const Error& error) {
+    } catch (...) {
         // A release cannot return it. In a transaction the connection stays open, and the client's.
-        logSwallowed(*connection, "CRM", "closing the shared connection", error);
+        logSwallowed(*connection, "CRM", "closing the shared connection", currentError());
     }
     connection = nullptr;
     pumpMessages();

@@ -14,6 +14,9 @@ struct ModuleState {
 /// The calling thread's own copy; lives until the thread ends.
 CORVETH_API ModuleState& moduleState();
 
+/// False while the calling thread is ending and its state is gone; `moduleState` is out of bounds then.
+[[nodiscard]] CORVETH_API bool hasModuleState() noexcept;
+
 /// The thread's data service, made on first use.
 CORVETH_API const Ref<DbService>& dbService();
 

@@ -3,8 +3,9 @@
 #include "contacts/contacts.h"
 #include "platform/desktop/message_pump.h"
 #include "services/standard_db_service.h"
+#include "session/link_item.h"
 #include "session/module_state.h"
-#include "session/note.h"
+#include "session/notes.h"
 #include "support/fixture.h"
 
 #include <thread>
@@ -73,24 +74,43 @@ TEST_F(CrmTest, EndingItOnAnotherThreadAfterItsOwnHasEndedTouchesNoConnection) {
     EXPECT_EQ(moduleState().SharedConnection, connection);
 }
 
+TEST_F(CrmTest, ReleasedElsewhereItEndsWithItsOwnThread) {
+    const auto before = Object::liveCount();
+    const Text source = connection->get_ConnectionString();
+    std::thread([&] {
+        auto own = make<Connection>();
+        own->open(source);
+        auto crm = make<CRM>();
+        crm->UseConnection(own);
+        own = nullptr;
+        std::thread([moved = std::move(crm)]() mutable { moved = nullptr; }).join();
+    }).join();
+    EXPECT_EQ(Object::liveCount(), before);
+}
+
 TEST_F(CrmTest, EachThreadHasAStateOfItsOwn) {
     bool isEmpty = false;
     std::thread([&] { isEmpty = !moduleState().SharedConnection && !moduleState().DbServiceInstance; }).join();
     EXPECT_TRUE(isEmpty);
 }
 
-/// A host's service that opens the connection it was told to use in place of the one it is given.
+/// A host's service that opens the connection it was told to use in place of the one it is given, and remembers how it
+/// was asked.
 class ReplacingService final : public DbService {
 public:
     explicit ReplacingService(Ref<Connection> replacement) : replacement_(std::move(replacement)) {}
+
+    std::vector<Text> calls; ///< cursor and lock type, or what a new ID was asked for
 
     [[nodiscard]] const ClassInfo& classInfo() const noexcept override { return StandardDbService::description; }
     Ref<Recordset> OpenRecordset(Text sql, Ref<Connection>& given, std::int32_t& cursorType,
                                  std::int32_t& lockType) override {
         given = replacement_;
+        calls.push_back(std::to_string(cursorType) + "/" + std::to_string(lockType));
         return standard_->OpenRecordset(std::move(sql), given, cursorType, lockType);
     }
     Text GenerateId(Text code, std::int32_t length, Text column, Text table, Ref<Connection>& given) override {
+        calls.push_back(code + " " + std::to_string(length) + " " + column + " " + table);
         return standard_->GenerateId(std::move(code), length, std::move(column), std::move(table), given);
     }
     Value ValueOrDefault(Value value, Value defaultValue) override {
@@ -112,6 +132,34 @@ TEST_F(CrmTest, AConnectionThatTheServicePutsInPlaceBecomesTheShared) {
     note->Update();
     EXPECT_EQ(moduleState().SharedConnection, connection);
     EXPECT_EQ(scalar("Select NoteId From Notes"), "NT00000001");
+}
+
+TEST_F(CrmTest, EachQueryAsksTheServiceForItsOwnCursorAndLock) {
+    const auto service = make<ReplacingService>(connection);
+    moduleState().DbServiceInstance = service;
+    const auto note = make<Note>();
+    const auto notes = make<Notes>();
+    notes->SetNoFilter();
+    const auto item = make<LinkItem>();
+    const struct {
+        const char* name;
+        std::function<void()> action;
+        std::vector<Text> expected;
+    } cases[] = {
+        {"new note", [&] { note->Update(); }, {"1/3", "NT 10 NoteId Notes"}},
+        {"note", [&] { note->Populate(); }, {"3/3"}},
+        {"notes", [&] { notes->Populate(); }, {"1/3"}},
+        {"no item", [&] { item->Populate(); }, {}},
+        {"contact", [&] { item->ID = "CN1", item->Populate(); }, {"2/3"}},
+        {"project", [&] { item->ID = "PT1", item->Populate(); }, {"2/3"}},
+        {"product", [&] { item->ID = "PD1", item->Populate(); }, {"2/3"}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        service->calls.clear();
+        row.action();
+        EXPECT_EQ(service->calls, row.expected);
+    }
 }
 
 TEST_F(CrmTest, TheServiceRemembersTheLastIdItMade) {

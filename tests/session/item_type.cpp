@@ -39,6 +39,7 @@ TEST(ItemTypeTest, CodesBecomeNumbersAndNumbersNames) {
         {"", "0"},
         {"IV00000001", "0"},
         {"20", "Invoice"},
+        {"1E999", "0"}, // out of range: no number, and no failure
         {" 12 ", "Contact"},
         {std::int32_t{4}, "Appointment"},
         {std::int16_t{8}, "Bug"},

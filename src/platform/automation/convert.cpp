@@ -242,8 +242,10 @@ bool isNumeric(const Value& value) noexcept {
     case ValueType::doubleFloat:
     case ValueType::currency:
         return true;
-    case ValueType::text:
-        return Decimal::read(*value.getIf<Text>()).has_value();
+    case ValueType::text: {
+        const auto number = Decimal::read(*value.getIf<Text>());
+        return number && std::isfinite(number->toDouble()); // what would overflow is no number
+    }
     case ValueType::null:
     case ValueType::date:
     case ValueType::object:

@@ -24,7 +24,7 @@ CORVETH_API Text toText(const Value& value);
 /// Number text: blanks around it, sign, thousands separators, exponent E or D, `&H`/`&O`, a currency sign,
 /// parentheses for negative. False when it is not such a text as a whole; infinity when out of range.
 CORVETH_API bool parseNumber(TextView text, double& number) noexcept;
-/// True for numbers, Boolean, Empty and text that `parseNumber` takes.
+/// True for numbers, Boolean, Empty and text that `parseNumber` takes and that is in range.
 CORVETH_API bool isNumeric(const Value& value) noexcept;
 
 /// Plain decimal, a point, the shortest digits that read back as the same value, never an exponent; for statement text.

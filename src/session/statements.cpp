@@ -8,7 +8,8 @@ namespace {
 
 void refuseIfNeeded(const Sql& sql, const char* kind) {
     if (sql.refusal().empty()) return;
-    if (const auto& connection = moduleState().SharedConnection) connection->traceRefused(kind, sql.text());
+    const auto& connection = moduleState().SharedConnection;
+    if (connection && connection->isOpen()) connection->traceRefused(kind, sql.text());
     raise(errors::invalidCall, sql.refusal());
 }
 

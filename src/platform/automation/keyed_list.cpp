@@ -53,6 +53,7 @@ std::size_t KeyedList::positionOf(const Value& index) const {
         if (found == positions_.end()) raise(errors::invalidCall, "key " + inQuotes(*key));
         return found->second;
     }
+    if (index.isNull()) raise(errors::invalidNull, "as a position or key");
     const std::int64_t position = toLong(index);
     static_cast<void>(at(position));
     return static_cast<std::size_t>(position - 1);

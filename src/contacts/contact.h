@@ -24,19 +24,20 @@ public:
     /// The company that the contact belongs to; empty when it belongs to none.
     [[nodiscard]] Ref<corveth::Company> get_Company() const { return company_; }
 
-    /// Trimmed. Empty resets the object, anything else loads the row; without a row nothing changes. Failures are error 10.
+    /// Trimmed. Empty resets the object, anything else loads the row; without a row nothing changes. Failures are
+    /// error 10.
     void let_ID(const Text& value);
     [[nodiscard]] Text get_ID() const { return id_; }
     /// As the load found it: true when no contact names this one as its company.
     [[nodiscard]] bool get_IsUsed() const { return isUsed_; }
 
-    /// Writes the row of `ID`, or a new one with an ID of its own; the object keeps the `ID` it has. A picture that cannot
-    /// be saved is shown in a message box and fails the save.
+    /// Writes the row of `ID`, or a new one with an ID of its own; the object keeps the `ID` it has. A picture that
+    /// cannot be saved is shown in a message box and fails the save.
     void UpdateContact();
     /// The picture of the row that is being loaded; Nothing at any other time, without one, and on any failure.
     [[nodiscard]] Ref<corveth::Picture> LoadPictureFromDB();
-    /// Deletes the contact, a company with all its members. A failure is shown in a message box; with `bSelf` all is then
-    /// undone.
+    /// Deletes the contact, a company with all its members. A failure is shown in a message box; with `bSelf` all is
+    /// then undone.
     void DeleteContact(bool bSelf = false);
 
 private:

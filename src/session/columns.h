@@ -10,10 +10,10 @@ namespace corveth {
 
 /// What a Null in the column does to the property.
 enum class OnNull : std::uint8_t {
-    fails,   ///< 94
-    empties, ///< the property takes its type's empty value
-    keeps,   ///< the property stays as it was
-    ignored, ///< the same, and so does any value that cannot be converted
+    fails,              ///< 94
+    empties,            ///< the property takes its type's empty value
+    keeps,              ///< the property stays as it was
+    ignored,            ///< the same, and so does any value that cannot be converted
     emptiesElseIgnored, ///< Null empties; a value that cannot be converted leaves the property as it was
 };
 
@@ -79,7 +79,8 @@ struct OwnerOf {
 template <const auto& columns>
 constexpr auto columnNames() {
     std::array<const char*, std::size(columns)> names{};
-    for (std::size_t i = 0; i < names.size(); ++i) names[i] = columns[i].name;
+    for (std::size_t i = 0; i < names.size(); ++i)
+        names[i] = columns[i].name;
     return names;
 }
 /// One array a table: its address is what a statement remembers the positions under.
@@ -90,7 +91,8 @@ template <class C>
 void loadCell(const Column<C>& column, C& object, const Value& cell) {
     if (cell.isNull()) {
         if (column.onNull == OnNull::fails) raise(errors::invalidNull, Text("column ") + column.name);
-        if (column.onNull == OnNull::empties || column.onNull == OnNull::emptiesElseIgnored) column.load(object, Value());
+        if (column.onNull == OnNull::empties || column.onNull == OnNull::emptiesElseIgnored)
+            column.load(object, Value());
         return;
     }
     if (column.onNull != OnNull::ignored && column.onNull != OnNull::emptiesElseIgnored) {
@@ -126,8 +128,7 @@ constexpr auto dateColumn(const char* name, OnNull onNull = OnNull::empties) {
 template <auto getter>
 constexpr auto computed(const char* name) {
     using C = typename detail::Signature<decltype(getter)>::Class;
-    return Column<C>{
-        name, nullptr, [](const C& object) -> Value { return (object.*getter)(); }, OnNull::keeps};
+    return Column<C>{name, nullptr, [](const C& object) -> Value { return (object.*getter)(); }, OnNull::keeps};
 }
 template <class C>
 constexpr Column<C> readOnly(Column<C> column) {

@@ -15,11 +15,11 @@ struct CodeAndType {
 
 // Both in the order in which they are compared.
 constexpr CodeAndType codes[] = {
-    {"NT", ptParentType::ptNote},       {"AP", ptParentType::ptAppointment}, {"BG", ptParentType::ptBug},
-    {"CN", ptParentType::ptContact},    {"CM", ptParentType::ptCompany},     {"IN", ptParentType::ptInvoice},
-    {"PT", ptParentType::ptProject},    {"TK", ptParentType::ptTask},        {"AT", ptParentType::ptAttachment},
-    {"RM", ptParentType::ptReminder},   {"BD", ptParentType::ptBid},         {"PD", ptParentType::ptProduct},
-    {"CR", ptParentType::ptRequest},    {"RK", ptParentType::ptRisk},        {"RQ", ptParentType::ptRequirement},
+    {"NT", ptParentType::ptNote},     {"AP", ptParentType::ptAppointment}, {"BG", ptParentType::ptBug},
+    {"CN", ptParentType::ptContact},  {"CM", ptParentType::ptCompany},     {"IN", ptParentType::ptInvoice},
+    {"PT", ptParentType::ptProject},  {"TK", ptParentType::ptTask},        {"AT", ptParentType::ptAttachment},
+    {"RM", ptParentType::ptReminder}, {"BD", ptParentType::ptBid},         {"PD", ptParentType::ptProduct},
+    {"CR", ptParentType::ptRequest},  {"RK", ptParentType::ptRisk},        {"RQ", ptParentType::ptRequirement},
 };
 
 struct TypeAndName {

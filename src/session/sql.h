@@ -15,10 +15,7 @@ class CORVETH_API Sql {
 public:
     Sql() = default;
     template <class... Pieces>
-        requires(sizeof...(Pieces) > 0)
-    explicit Sql(const Pieces&... pieces) {
-        (add(pieces), ...);
-    }
+    requires(sizeof...(Pieces) > 0) explicit Sql(const Pieces&... pieces) { (add(pieces), ...); }
     /// A condition or query that the client wrote itself; taken as it is.
     static Sql verbatim(Text text);
 

@@ -162,7 +162,8 @@ std::u16string toUtf16(TextView text) {
     for (std::size_t i = 0; i < text.size();) {
         const Decoded next = decode(text, i);
         if (next.point == illFormed) {
-            raise(errors::invalidCall, fmt::format("the text {} is not well-formed UTF-8 at byte {}", inQuotes(text), i));
+            raise(errors::invalidCall,
+                  fmt::format("the text {} is not well-formed UTF-8 at byte {}", inQuotes(text), i));
         }
         if (next.point > 0xFFFF) {
             const char32_t above = next.point - 0x10000;

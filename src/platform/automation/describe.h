@@ -16,7 +16,7 @@ namespace corveth {
 
 /// Specialised beside each enumeration of the type library.
 template <class E>
-inline constexpr const EnumInfo* enumInfo = nullptr;
+inline constexpr std::nullptr_t enumInfo = nullptr;
 
 template <class E>
 constexpr EnumInfo::Member enumMember(const char* name, E value) {
@@ -85,7 +85,8 @@ struct Automation<Value> {
 template <class E>
 requires std::is_enum_v<E>
 struct Automation<E> {
-    static_assert(enumInfo<E> != nullptr, "the enumeration has no entry for the type library");
+    static_assert(!std::is_same_v<decltype(enumInfo<E>), const std::nullptr_t>,
+                  "the enumeration has no entry for the type library");
     static constexpr TypeRef type{TypeKind::enumeration, enumInfo<E>->name, enumInfo<E>};
     static E in(Value& value) { return static_cast<E>(toLong(value)); }
     static Value out(E value) { return Value(static_cast<std::int32_t>(value)); }

@@ -179,6 +179,19 @@ TEST_F(NotesTest, PopulateWithoutAFilterFails) {
                         [&] { notes->Populate(); });
 }
 
+TEST_F(NotesTest, WhatPopulateReadBeforeAFailureTakesThePlaceOfTheEarlierMembers) {
+    saved("CN00000001", "readable");
+    saved("CN00000001", "not text");
+    auto notes = listed("CN00000001");
+    sql("Update Notes Set Title=Cast('bytes' As Blob) Where NoteId='NT00000002'");
+    test::expectFailure({errors::application, "Note", "Error updating Note.\r\nType mismatch"},
+                        [&] { notes->Populate(); });
+    EXPECT_THAT(titles(*notes), ElementsAre("readable"));
+    notes->SetLinkFilter("a'b");
+    test::expectFailure({errors::application}, [&] { notes->Populate(); });
+    EXPECT_THAT(titles(*notes), ElementsAre("readable")) << "what never opened drops nothing";
+}
+
 TEST_F(NotesTest, AMembersLinkOrKeyIsWhatWasRead) {
     saved("CN00000001", "Title", "Body");
     const auto note = listed("cn00000001")->get_Item(1);

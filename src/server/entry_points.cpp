@@ -6,6 +6,7 @@
 #include "server/module.h"
 #include "server/registration.h"
 
+#include <cstdio>
 #include <dlfcn.h>
 
 #define CORVETH_ENTRY extern "C" __attribute__((visibility("default")))
@@ -24,7 +25,8 @@ std::filesystem::path ownPath() {
     return std::filesystem::canonical(info.dli_fname);
 }
 
-/// Nothing of the registration changed when it fails.
+/// Nothing of the registration changed when it fails. The entry points have no room for words: they go to standard
+/// error.
 template <class Body>
 HResult registering(Body&& body) noexcept {
     try {
@@ -32,7 +34,8 @@ HResult registering(Body&& body) noexcept {
         return results::ok;
     } catch (const std::bad_alloc&) {
         return results::outOfMemory;
-    } catch (...) {
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "prjCorveth: %s\n", error.what());
         return results::registrationClass;
     }
 }

@@ -1,6 +1,7 @@
 // The built server, as clients load it.
 
 #include "common/late_bound.h"
+#include "common/locate.h"
 #include "platform/automation/class_registry.h"
 #include "server/binary/class_ids.h"
 #include "server/binary/memory.h"
@@ -231,13 +232,49 @@ TEST_F(RegistrationTest, AFolderThatCannotBeMadeIsAnError) {
     EXPECT_THROW(server.registerServer(), client::Failure);
 }
 
-TEST_F(RegistrationTest, ARegisteredServerIsFoundUnlessItsFileIsGone) {
-    const std::string path = libraryPath();
+TEST_F(RegistrationTest, TheServerIsLookedForInOrder) {
+    const std::string named = libraryPath();
     ::unsetenv("CORVETH_SERVER");
+    const fs::path home = root() / "checkout/clients/bin";
+    const auto touch = [](const fs::path& path) {
+        fs::create_directories(path.parent_path());
+        std::ofstream(path) << "";
+        return path;
+    };
+    const auto located = [&] {
+        try {
+            return client::locateServer(home).string();
+        } catch (const client::Failure& failure) {
+            return "failure " + std::to_string(failure.number);
+        }
+    };
+    fs::create_directories(home);
+    write(R"({"classes": {"a": 1, "b": {"server": "/gone/prjCorveth.so"}}})");
+    EXPECT_EQ(located(), "failure 429") << "what is registered but gone does not count";
     server.registerServer();
-    EXPECT_EQ(fs::canonical(client::Server::load().path()), fs::canonical(path));
-    ::setenv("CORVETH_SERVER", path.c_str(), 1);
-    server.unregisterServer();
+    EXPECT_EQ(located(), fs::canonical(named).string());
+
+    struct Row {
+        const char* name;
+        std::vector<fs::path> made; ///< the library last; what earlier rows made stays
+    };
+    const fs::path checkout = root() / "checkout";
+    const Row rows[] = {
+        {"lib beside the folder", {checkout / "clients/lib/prjCorveth.so"}},
+        {"the executable's own folder", {home / "prjCorveth.so"}},
+        {"the checkout's build folder",
+         {checkout / "CMakeLists.txt", checkout / "src/server/x", checkout / "build/prjCorveth.so"}},
+        {"the build folder around it", {checkout / "clients/CMakeCache.txt", checkout / "clients/prjCorveth.so"}},
+    };
+    for (const auto& row : rows) {
+        fs::path expected;
+        for (const auto& path : row.made)
+            expected = touch(path);
+        EXPECT_EQ(located(), expected) << row.name;
+    }
+    ::setenv("CORVETH_SERVER", "/named/server.so", 1);
+    EXPECT_EQ(located(), "/named/server.so");
+    ::setenv("CORVETH_SERVER", named.c_str(), 1);
 }
 
 } // namespace

@@ -50,6 +50,9 @@ Json parseObject(const std::string& text) {
         json = Json::parse(text, watch);
     } catch (const Json::parse_error& error) {
         refuse("no JSON: " + parserWords(error));
+    } catch (const Json::out_of_range& error) {
+        const std::string words = error.what(); // which number it was, behind the parser's own prefix
+        refuse(words.substr(words.find("] ") + 2));
     }
     if (!json.is_object()) refuse("a line must be a JSON object");
     return json;

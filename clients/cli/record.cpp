@@ -147,6 +147,11 @@ void assign(const LateObject& object, const ArgumentReader& reader, const Assign
     owner.let(name, reader.read(given, slot->type, description));
 }
 
+void refuseRemovalWithoutKey(const LateObject& object, const ClassModel& model, const std::string& member) {
+    if (!model.memberHas(member, "removes") || !keyText(object, model).empty()) return;
+    throw Failure(3021, model.name, fmt::format("{} needs the key of a row; this {} has none", member, model.name));
+}
+
 Variant callMember(const LateObject& object, const ArgumentReader& reader, const Call& call) {
     const ClassDescription& description = object.description();
     const auto* slot = slotOf(description, call.method, MemberKind::method, MemberKind::get);
@@ -171,8 +176,10 @@ std::string saveRecord(const Session& session, const ArgumentReader& reader, con
         key.empty() ? newRecord(session, reader, model, edit.assignments) : existingRecord(session, model, key);
     for (const auto& assignment : edit.assignments)
         assign(object, reader, assignment);
-    for (const auto& call : edit.calls)
+    for (const auto& call : edit.calls) {
+        refuseRemovalWithoutKey(object, model, call.method);
         callMember(object, reader, call);
+    }
 
     const std::string before = keyText(object, model);
     const std::string lastBefore = session.lastId();

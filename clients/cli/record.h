@@ -30,6 +30,10 @@ struct Edit {
 std::string saveRecord(const Session& session, const ArgumentReader& reader, const std::string& className,
                        const std::string& key, const Edit& edit);
 
+/// Fails when `member` deletes the object's row and the object has no key: what an empty key stands for in a class's
+/// statements may be the rows of others.
+void refuseRemovalWithoutKey(const client::LateObject& object, const ClassModel& model, const std::string& member);
+
 /// Calls a method, or reads a property that takes arguments; they are converted to its parameters.
 client::Variant callMember(const client::LateObject& object, const ArgumentReader& reader, const Call& call);
 

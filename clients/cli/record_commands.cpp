@@ -232,6 +232,7 @@ std::string callMethod(const Request& request) {
     Transaction transaction(session);
     const LateObject object =
         request.key.empty() ? library.create(model.progId) : existingRecord(session, model, request.key);
+    refuseRemovalWithoutKey(object, model, request.method);
     const Variant result = callMember(object, ArgumentReader(session, noLabels), call);
     std::string text = resultText(result, request.asJson);
     transaction.commit();

@@ -328,6 +328,7 @@ class Changing(CommandLine):
              ["error 450", "DeleteNote"]),
             ("no Boolean", ["call", "DB", "Note", "NT00000001", "DeleteNote", "maybe"], 1, [], ["error 13", "bSelf"]),
             ("not in this build", ["call", "DB", "Contact", "CN00000003", "Tasks"], 1, [], ["error 445"]),
+            ("no record to delete", ["call", "DB", "Contact", "", "DeleteContact", "True"], 1, [], ["error 3021"]),
         ]:
             self.check(row, database)
         self.assertEqual(self.rows(database, "select NoteId from Notes"), [("NT00000001",)])
@@ -409,6 +410,8 @@ class Loading(CommandLine):
             ("broken text", '{"class": "Note", "set": {"Title": "\udcff"}}', "no JSON"),
             ("calls of another kind", '{"class": "Note", "call": ["Update"]}', '"call" must be a list'),
             ("unknown method", '{"class": "Note", "call": [["Updat"]]}', "did you mean Update?"),
+            ("number without bounds", '{"class": "Note", "set": {"Title": 1e999}}', "number overflow"),
+            ("no record to delete", '{"class": "Contact", "call": [["deletecontact"]]}', "error 3021"),
             ("number too great", '{"class": "Contact", "set": {"ContactType": 3000000000}}', "error 6"),
             ("NUL in a text", '{"class": "Note", "set": {"Title": "a\\u0000b"}}', "error"),
             ("quote in an ID", '{"class": "Contact", "set": {"ID": "x\'"}}', "error"),

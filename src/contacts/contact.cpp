@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <mutex>
 #include <vector>
 
 namespace corveth {
@@ -90,14 +91,42 @@ thread_local std::vector<Text> deleting;
 
 constexpr std::int32_t loadFailed = 10; ///< the error number of a contact that cannot be loaded
 
-/// Where a picture passes through on its way between the database and a picture object.
-Text pictureFile() {
-    return programFolder() + "/Temp.bmp";
+/// The file that a picture passes through on its way between the database and a picture object. One thread at a time
+/// has it, and it is gone afterwards.
+class PictureFile {
+public:
+    PictureFile() : lock_(mutex()), path_(programFolder() + "/Temp.bmp") {}
+    PictureFile(const PictureFile&) = delete;
+    PictureFile& operator=(const PictureFile&) = delete;
+    ~PictureFile() {
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+    }
+    [[nodiscard]] const Text& path() const noexcept { return path_; }
+
+private:
+    static std::mutex& mutex() {
+        static std::mutex mutex;
+        return mutex;
+    }
+
+    std::scoped_lock<std::mutex> lock_;
+    Text path_;
+};
+
+Ref<Stream> openBinaryStream() {
+    auto stream = make<Stream>();
+    stream->let_Type(Stream::binary);
+    stream->Open();
+    return stream;
 }
 
-void removePictureFile() noexcept {
-    std::error_code ignored;
-    std::filesystem::remove(pictureFile(), ignored);
+Bytes bitmapBytes(const Picture& picture) {
+    const PictureFile file;
+    picture.Save(file.path());
+    const auto stream = openBinaryStream();
+    stream->LoadFromFile(file.path());
+    return stream->take();
 }
 
 } // namespace
@@ -184,19 +213,12 @@ void Contact::UpdateContact() {
 
 Value Contact::savedPicture() const {
     if (!Picture || Picture->get_Handle() == 0) return Null{};
-    const Text path = pictureFile();
-    const auto cleanUp = finally(removePictureFile);
     try {
-        Picture->Save(path);
-    } catch (const Error&) {
+        return bitmapBytes(*Picture);
+    } catch (...) {
         showFailure();
         throw;
     }
-    auto stream = make<Stream>();
-    stream->let_Type(Stream::binary);
-    stream->Open();
-    stream->LoadFromFile(path);
-    return stream->take();
 }
 
 Ref<corveth::Picture> Contact::LoadPictureFromDB() {
@@ -204,14 +226,11 @@ Ref<corveth::Picture> Contact::LoadPictureFromDB() {
         const Value& picture = rows_->value("Pic");
         const auto* bytes = picture.getIf<Bytes>();
         if (bytes == nullptr) return {};
-        const Text path = pictureFile();
-        const auto cleanUp = finally(removePictureFile);
-        auto stream = make<Stream>();
-        stream->let_Type(Stream::binary);
-        stream->Open();
+        const PictureFile file;
+        const auto stream = openBinaryStream();
         stream->write(*bytes);
-        stream->SaveToFile(path, Stream::overwrite);
-        return corveth::Picture::fromFile(path);
+        stream->SaveToFile(file.path(), Stream::overwrite);
+        return corveth::Picture::fromFile(file.path());
     } catch (const Error&) {
         return {};
     }

@@ -145,7 +145,7 @@ void loadRow(const Recordset& rows, C& object) {
         const auto& column = columns[i];
         if (column.load == nullptr) continue;
         if (positions[i] < 0) {
-            if (column.onNull == OnNull::ignored) continue;
+            if (column.onNull == OnNull::ignored || column.onNull == OnNull::emptiesElseIgnored) continue;
             raise(errors::noSuchItem, column.name);
         }
         detail::loadCell(column, object, rows.value(static_cast<std::size_t>(positions[i])));

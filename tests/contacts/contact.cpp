@@ -4,6 +4,8 @@
 #include "platform/automation/convert.h"
 #include "platform/desktop/message_box.h"
 #include "platform/desktop/program_folder.h"
+#include "services/schema.h"
+#include "session/module_state.h"
 #include "session/notes.h"
 #include "support/fixture.h"
 
@@ -11,6 +13,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <future>
+#include <latch>
 
 namespace corveth {
 namespace {
@@ -64,8 +68,8 @@ Bytes onePixel(unsigned char blue) {
     return {bytes, bytes + sizeof file};
 }
 
-Ref<Picture> pictureOf(const Bytes& bytes) {
-    const Text path = programFolder() + "/given.bmp";
+Ref<Picture> pictureOf(const Bytes& bytes, const Text& name = "given") {
+    const Text path = programFolder() + "/" + name + ".bmp";
     std::ofstream(path, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     auto picture = Picture::fromFile(path);
@@ -296,6 +300,40 @@ TEST_F(ContactTest, PicturesPassThroughAFileThatNobodyFinds) {
     EXPECT_EQ(scalar("Select Pic From ContactMaster"), "(null)");
     sql("Update ContactMaster Set Pic=zeroblob(1)");
     EXPECT_FALSE(loaded("CM00000001")->Picture) << "bytes that are no picture load as none";
+}
+
+TEST_F(ContactTest, PicturesOfSeveralThreadsDoNotMix) {
+    const auto folder = std::filesystem::path(programFolder());
+    std::latch start(2);
+    const auto work = [&](unsigned char blue) {
+        start.arrive_and_wait();
+        int mixed = 0;
+        {
+            const Text source = "Provider=SQLite;Data Source=" + (folder / (std::to_string(blue) + ".db")).string();
+            createDatabase(source);
+            auto own = make<Connection>();
+            own->open(source);
+            own->BeginTrans();
+            moduleState().SharedConnection = own;
+            auto contact = make<Contact>();
+            contact->FirstName = "Kari";
+            contact->Picture = pictureOf(onePixel(blue), std::to_string(blue));
+            contact->UpdateContact();
+            contact->let_ID("CM00000001");
+            for (int i = 0; i < 300; ++i) {
+                if (!contact->Picture || contact->Picture->bytes() != onePixel(blue)) ++mixed;
+                contact->Picture = pictureOf(onePixel(blue), std::to_string(blue));
+                contact->UpdateContact();
+                contact->let_ID("CM00000001");
+            }
+            own->RollbackTrans();
+            moduleState() = {};
+        }
+        return mixed;
+    };
+    auto other = std::async(std::launch::async, work, static_cast<unsigned char>(1));
+    EXPECT_EQ(work(2), 0);
+    EXPECT_EQ(other.get(), 0);
 }
 
 TEST_F(ContactTest, APictureThatCannotBeSavedIsShownAndFailsTheSave) {

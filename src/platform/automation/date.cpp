@@ -38,8 +38,8 @@ struct Parts {
 Parts split(Date date, std::int64_t unitMs) {
     const double day = checkedDate(date.day).day;
     const double whole = std::trunc(day);
-    const auto units = static_cast<double>(dayMs / unitMs);
-    Parts parts{static_cast<int>(whole), std::llround(std::fabs(day - whole) * units) * unitMs};
+    const std::int64_t units = dayMs / unitMs;
+    Parts parts{static_cast<int>(whole), std::llround(std::fabs(day - whole) * static_cast<double>(units)) * unitMs};
     if (parts.time == dayMs) {
         // Rounded into the next day; the last day there is keeps its last moment instead.
         const bool last = parts.day == lastDay;

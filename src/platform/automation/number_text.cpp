@@ -95,8 +95,9 @@ std::optional<Decimal> Decimal::readScientific(TextView text) noexcept {
 // The digits of &H and &O stand for a number without a sign, whatever the type that it is read into.
 std::optional<Decimal> Decimal::readRadix(TextView digits, unsigned bitsPerDigit) noexcept {
     std::uint64_t value = 0;
-    const auto* const end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, value, 1 << bitsPerDigit);
+    const char* const begin = digits.data();
+    const char* const end = begin + digits.size();
+    const auto [stop, error] = std::from_chars(begin, end, value, 1 << bitsPerDigit);
     if (digits.empty() || stop != end) return std::nullopt;
     Decimal result;
     if (error != std::errc{}) {

@@ -20,7 +20,7 @@ Channel::Channel(const ConnectionSettings& settings)
 Channel::~Channel() = default;
 
 Channel::Outcome Channel::run(TextView kind, TextView sql, std::vector<Value>* cells) {
-    if (statementKind(sql) == StatementKind::empty) raise(errors::noCommandText, {}, source);
+    if (sql.find_first_not_of(" \t\r\n\f\v;") == TextView::npos) raise(errors::noCommandText, {}, source);
     trace_.write(kind, sql);
     lifter_.lift(sql);
     switch (lifter_.kind()) {

@@ -10,27 +10,47 @@ namespace corveth::data {
 
 namespace {
 
-struct FirstWord {
-    TextView word;
-    StatementKind kind;
-};
-
-constexpr std::array firstWords = std::to_array<FirstWord>({
-    {"select", StatementKind::rows},
-    {"insert", StatementKind::changes},
-    {"update", StatementKind::changes},
-    {"delete", StatementKind::changes},
-    {"replace", StatementKind::changes},
-    {"with", StatementKind::rows},
-    {"values", StatementKind::rows},
-    {"begin", StatementKind::transaction},
-    {"start", StatementKind::transaction},
-    {"commit", StatementKind::transaction},
-    {"end", StatementKind::transaction},
-    {"rollback", StatementKind::transaction},
-    {"savepoint", StatementKind::transaction},
-    {"release", StatementKind::transaction},
-});
+/// By its first letter and, where that is not enough, the whole word.
+StatementKind kindOfFirstWord(TextView word) noexcept {
+    const auto is = [word](TextView known) { return isWord(word, known); };
+    switch (word.empty() ? '\0' : word.front() | 0x20) {
+    case 's':
+        if (is("select")) return StatementKind::rows;
+        if (is("savepoint") || is("start")) return StatementKind::transaction;
+        break;
+    case 'i':
+        if (is("insert")) return StatementKind::changes;
+        break;
+    case 'u':
+        if (is("update")) return StatementKind::changes;
+        break;
+    case 'd':
+        if (is("delete")) return StatementKind::changes;
+        break;
+    case 'r':
+        if (is("replace")) return StatementKind::changes;
+        if (is("rollback") || is("release")) return StatementKind::transaction;
+        break;
+    case 'w':
+        if (is("with")) return StatementKind::rows;
+        break;
+    case 'v':
+        if (is("values")) return StatementKind::rows;
+        break;
+    case 'b':
+        if (is("begin")) return StatementKind::transaction;
+        break;
+    case 'c':
+        if (is("commit")) return StatementKind::transaction;
+        break;
+    case 'e':
+        if (is("end")) return StatementKind::transaction;
+        break;
+    default:
+        break;
+    }
+    return StatementKind::definition;
+}
 
 /// Words that end a list of positions at its own depth.
 bool endsPositions(TextView word) noexcept {
@@ -54,10 +74,7 @@ StatementKind statementKind(TextView sql) noexcept {
     const auto* begin = std::ranges::find_if(sql, [](char c) { return charClass(c) != CharClass::blank && c != ';'; });
     if (begin == sql.end()) return StatementKind::empty;
     const auto* end = std::find_if_not(begin, sql.end(), isWordChar);
-    const TextView word =
-        sql.substr(static_cast<std::size_t>(begin - sql.begin()), static_cast<std::size_t>(end - begin));
-    const auto* found = std::ranges::find_if(firstWords, [&](const auto& first) { return isWord(word, first.word); });
-    return found == firstWords.end() ? StatementKind::definition : found->kind;
+    return kindOfFirstWord(TextView(begin, static_cast<std::size_t>(end - begin)));
 }
 
 void LiteralLifter::lift(TextView sql) {

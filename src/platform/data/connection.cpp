@@ -36,11 +36,6 @@ constinit const ClassInfo Connection::description = describe<Connection, Connect
 Connection::Connection() = default;
 Connection::~Connection() = default;
 
-void Connection::createDatabase(TextView connectionString) {
-    const auto settings = data::parseConnectionString(connectionString);
-    settings.provider->create(settings);
-}
-
 void Connection::Open(const Text& ConnectionString, const Text& UserID, const Text& Password,
                       std::int32_t /*Options*/) {
     checkThread();

@@ -30,9 +30,6 @@ public:
     Connection();
     ~Connection() override;
 
-    /// Makes the empty database that `connectionString` names; 58 when there is one already.
-    static void createDatabase(TextView connectionString);
-
     // As late-bound clients call it.
     /// An empty `ConnectionString` means the property's; `UserID` and `Password` go before what the string says.
     /// Never creates a database. 3705 when open; 3001 that names everything wrong in the string.

@@ -32,8 +32,10 @@ struct Engine {
     std::vector<const char*> tables;
     /// After it, an insert of `Id` 'GONE' into Items ends the transaction from within the engine, with the word "gone".
     const char* endingTrigger;
-    /// Runs on the engine alone: how two statements on one table look to it.
+    /// Gives Pieces a column Remark that reads 'none'.
     const char* addColumn;
+
+    friend void PrintTo(const Engine& engine, std::ostream* out) { *out << engine.name; }
 };
 [[nodiscard]] const std::vector<Engine>& engines();
 

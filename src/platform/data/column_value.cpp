@@ -110,8 +110,10 @@ Parameter finite(double number) {
 /// Whole amounts are exact as integers; others as long as the nearest double still means this amount.
 Parameter exactCurrency(Currency amount) {
     if (amount.scaled % Currency::scale == 0) return amount.scaled / Currency::scale;
+    // Beyond this a double has hardly a decimal left, and rounding up could leave the range.
+    constexpr double hardlyExact = 9e14;
     const double number = toDouble(amount);
-    if (toCurrency(number) != amount) {
+    if (std::abs(number) > hardlyExact || toCurrency(number) != amount) {
         raise(errors::overflow, "the amount " + toText(amount) + " cannot be stored exactly", source);
     }
     return number;

@@ -1,0 +1,199 @@
+// Transactions, and the keys that are made in and between them.
+
+#include "platform/automation/convert.h"
+#include "support/temporary_database.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace corveth::test {
+namespace {
+
+using testing::StartsWith;
+
+class DataTransactions : public DataTest {
+protected:
+    void insert(const Ref<Connection>& on, TextView id) const {
+        on->execute("Insert Into Items (Id) Values ('" + Text(id) + "')");
+    }
+    [[nodiscard]] Text ids() const { return rows("Select Id From Items Order By Id"); }
+};
+
+TEST_P(DataTransactions, NestByLevels) {
+    EXPECT_EQ(connection->BeginTrans(), 1);
+    insert(connection, "A1");
+    EXPECT_EQ(connection->BeginTrans(), 2);
+    insert(connection, "A2");
+    EXPECT_EQ(connection->BeginTrans(), 3);
+    insert(connection, "A3");
+    connection->CommitTrans();
+    connection->RollbackTrans();
+    EXPECT_EQ(connection->BeginTrans(), 2);
+    insert(connection, "A4");
+    connection->CommitTrans();
+    EXPECT_EQ(connection->transactionLevel(), 1);
+    connection->CommitTrans();
+    EXPECT_EQ(ids(), "A1;A4");
+    const Text none = "-2147168242 ADODB.Connection: No transaction is active.";
+    EXPECT_EQ(raised([&] { connection->CommitTrans(); }), none);
+    EXPECT_EQ(raised([&] { connection->RollbackTrans(); }), none);
+}
+
+TEST_P(DataTransactions, GoOnAfterAStatementThatFailed) {
+    connection->BeginTrans();
+    insert(connection, "A1");
+    EXPECT_THAT(raised([&] { connection->execute("Insert Into Items (Id) Values ('A2'), ('A1')"); }),
+                StartsWith("-2147467259 ADODB.Connection: UNIQUE constraint failed: Items.Id"));
+    EXPECT_EQ(ids(), "A1") << "a statement that fails undoes itself whole";
+    insert(connection, "A3");
+    connection->CommitTrans();
+    EXPECT_EQ(ids(), "A1;A3");
+}
+
+TEST_P(DataTransactions, EndedByTheEngineStayUntilTheyAreRolledBack) {
+    connection->execute(GetParam().endingTrigger);
+    connection->BeginTrans();
+    insert(connection, "A1");
+    connection->BeginTrans();
+    EXPECT_THAT(raised([&] { insert(connection, "GONE"); }), StartsWith("-2147467259 ADODB.Connection: gone"));
+    const auto ended = StartsWith("-2147467259 ADODB.Connection: The engine has ended the transaction: gone");
+    EXPECT_THAT(raised([&] { insert(connection, "A2"); }), ended);
+    EXPECT_THAT(raised([&] { connection->CommitTrans(); }), ended);
+    EXPECT_THAT(raised([&] { connection->BeginTrans(); }), ended);
+    EXPECT_THAT(raised([&] { static_cast<void>(connection->nextId("NT", 10, "NoteId", "Notes")); }), ended);
+    connection->RollbackTrans();
+    EXPECT_THAT(raised([&] { insert(connection, "A2"); }), ended) << "the outer one is gone too";
+    connection->RollbackTrans();
+    insert(connection, "A3");
+    EXPECT_EQ(ids(), "A3");
+}
+
+TEST_P(DataTransactions, KeepTheConnectionOpen) {
+    const auto other = connect();
+    other->BeginTrans();
+    insert(other, "A1");
+    EXPECT_EQ(raised([&] { other->Close(); }),
+              "3246 ADODB.Connection: Connection object cannot be explicitly closed while in a transaction.");
+    EXPECT_TRUE(other->isOpen());
+    EXPECT_THAT(raised([&] { connection->BeginTrans(); }),
+                StartsWith("-2147467259 ADODB.Connection: database is locked"));
+    EXPECT_EQ(connection->transactionLevel(), 0);
+    other->CommitTrans();
+    other->Close();
+    EXPECT_THAT(raised([&] { other->BeginTrans(); }), StartsWith("3704 ADODB.Connection"));
+    EXPECT_EQ(ids(), "A1");
+}
+
+TEST_P(DataTransactions, EndWithTheLastReference) {
+    auto other = connect();
+    other->BeginTrans();
+    insert(other, "A1");
+    other = nullptr;
+    EXPECT_EQ(ids(), "");
+    EXPECT_EQ(connection->BeginTrans(), 1);
+    connection->RollbackTrans();
+}
+
+class DataKeys : public DataTransactions {
+protected:
+    [[nodiscard]] static Text next(const Ref<Connection>& on) { return on->nextId("NT", 10, "NoteId", "Notes"); }
+};
+
+TEST_P(DataKeys, AreOneMoreThanTheGreatestThatAnyoneKnows) {
+    struct Case {
+        const char* name;
+        const char* statement;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"the first", "Delete From Notes", "NT00000001"},
+        {"the next, though no row took the first", "Delete From Notes", "NT00000002"},
+        {"a row that someone inserted", "Insert Into Notes (NoteId) Values ('NT00000041')", "NT00000042"},
+        {"keys of another form",
+         "Insert Into Notes (NoteId) Values ('NT0000099'), ('NT99x99999'), ('NT000000999'), ('CN00000077'), "
+         "('NTABCDEFGH')",
+         "NT00000043"},
+        {"in another case", "Insert Into Notes (NoteId) Values ('nt00000050')", "NT00000051"},
+        {"a counter that someone raised", "Update IdCounters Set LastNumber=99 Where TableName='Notes'", "NT00000100"},
+        {"a counter that someone lost", "Delete From IdCounters", "NT00000101"},
+        {"rows that someone deleted", "Delete From Notes", "NT00000102"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        connection->execute(row.statement);
+        EXPECT_EQ(next(connection), row.expected);
+    }
+    EXPECT_EQ(connection->nextId("CN", 10, "ContactId", "Contacts"), "CN00000001") << "each code counts for itself";
+    EXPECT_EQ(connection->nextId("AC", 10, "Id", "Items"), "AC00000001");
+    EXPECT_EQ(connection->nextId("AC", 10, "ContactId", "Contacts"), "AC00000001") << "and each table";
+}
+
+TEST_P(DataKeys, AreNotGivenAgainAfterARollback) {
+    connection->BeginTrans();
+    EXPECT_EQ(next(connection), "NT00000001");
+    connection->BeginTrans();
+    EXPECT_EQ(next(connection), "NT00000002");
+    connection->RollbackTrans();
+    EXPECT_EQ(next(connection), "NT00000003");
+    connection->RollbackTrans();
+    // What other processes go by.
+    EXPECT_EQ(rows("Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'"), "3");
+    EXPECT_EQ(next(connect()), "NT00000004");
+}
+
+TEST_P(DataKeys, SayWhatIsWrong) {
+    EXPECT_EQ(raised([&] { static_cast<void>(connection->nextId("NT", 2, "NoteId", "Notes")); }),
+              "5 ADODB.Connection: Invalid procedure call or argument: no key of 2 characters begins with \"NT\"");
+    connection->execute("Insert Into Notes (NoteId) Values ('NT99999999')");
+    EXPECT_EQ(raised([&] { static_cast<void>(next(connection)); }),
+              "6 ADODB.Connection: Overflow: all keys that begin with \"NT\" are taken");
+    connection->execute("drop table IdCounters");
+    EXPECT_THAT(raised([&] { static_cast<void>(next(connection)); }),
+                StartsWith("-2147467259 ADODB.Connection: no such table: IdCounters"));
+}
+
+TEST_P(DataKeys, AreDifferentForEveryConnectionAndProcess) {
+    constexpr int processes = 3, keysOfEach = 25;
+    const Text source = connectionString() + ";Default Timeout=60";
+    std::vector<pid_t> children;
+    for (int child = 0; child < processes; ++child) {
+        const pid_t process = fork();
+        ASSERT_GE(process, 0);
+        if (process == 0) {
+            int status = 0;
+            try {
+                const auto own = make<Connection>();
+                own->open(source);
+                for (int i = 0; i < keysOfEach; ++i) {
+                    const bool inTransaction = i % 2 == 1;
+                    if (inTransaction) own->BeginTrans();
+                    // The key column refuses a key that was given twice.
+                    own->execute("Insert Into Notes (NoteId) Values ('" + next(own) + "')");
+                    if (inTransaction) i % 5 == 0 ? own->RollbackTrans() : own->CommitTrans();
+                }
+            } catch (const Error& error) {
+                std::fprintf(stderr, "%s\n", error.what());
+                status = 1;
+            }
+            _exit(status);
+        }
+        children.push_back(process);
+    }
+    for (const pid_t child : children) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    const int rolledBack = processes * 2; // the fifth and the fifteenth of each
+    EXPECT_EQ(rows("Select Count(*) From Notes"), std::to_string(processes * keysOfEach - rolledBack));
+    const Text last = rows("Select LastNumber From IdCounters Where TableName='Notes'");
+    EXPECT_EQ(last, std::to_string(processes * keysOfEach)) << "a key that was rolled back is given to nobody else";
+}
+
+CORVETH_ON_EVERY_ENGINE(DataTransactions);
+CORVETH_ON_EVERY_ENGINE(DataKeys);
+
+} // namespace
+} // namespace corveth::test

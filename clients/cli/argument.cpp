@@ -117,7 +117,7 @@ Variant ArgumentReader::readText(std::string text, const std::string& type, cons
 
 Variant ArgumentReader::readFile(const std::string& path, const std::string& type) const {
     if (type == "Picture") {
-        const LateObject picture = session_.library().create("Corveth.Picture");
+        LateObject picture = session_.library().create("Corveth.Picture");
         picture.call("Load", {path});
         return picture;
     }

@@ -48,7 +48,7 @@ std::string unregisterServer(const Request& /*request*/) {
 }
 
 std::string listClasses(const Request& request) {
-    const std::string names = Library().typeText("ClassNames", {true});
+    std::string names = Library().typeText("ClassNames", {true});
     if (!request.asJson) return names;
     Json list = Json::array();
     for (std::size_t begin = 0; begin < names.size();) {

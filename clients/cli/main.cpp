@@ -240,5 +240,10 @@ int main(int argc, char** argv) {
 } // namespace corveth::cli
 
 int main(int argc, char** argv) {
-    return corveth::cli::main(argc, argv);
+    try {
+        return corveth::cli::main(argc, argv);
+    } catch (...) { // memory is gone: there is none left to say more with
+        std::fputs("corveth: out of memory\n", stderr);
+        return 1;
+    }
 }

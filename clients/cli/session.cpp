@@ -10,7 +10,6 @@
 namespace corveth::cli {
 
 using client::Failure;
-using client::LateObject;
 using client::Variant;
 
 namespace {

@@ -8,6 +8,15 @@
 
 namespace corveth::client {
 
+RecordValue::RecordValue() = default;
+RecordValue::RecordValue(std::string recordName, std::vector<RecordField> recordFields)
+    : name(std::move(recordName)), fields(std::move(recordFields)) {}
+RecordValue::RecordValue(const RecordValue&) = default;
+RecordValue::RecordValue(RecordValue&&) noexcept = default;
+RecordValue& RecordValue::operator=(const RecordValue&) = default;
+RecordValue& RecordValue::operator=(RecordValue&&) noexcept = default;
+RecordValue::~RecordValue() = default;
+
 namespace {
 
 namespace vt = binary::vt;

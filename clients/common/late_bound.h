@@ -54,7 +54,16 @@ struct DateNumber {
 class LateObject;
 struct RecordField;
 
+/// Its fields hold values, so what needs their layout is defined apart.
 struct RecordValue {
+    RecordValue();
+    RecordValue(std::string recordName, std::vector<RecordField> recordFields);
+    RecordValue(const RecordValue&);
+    RecordValue(RecordValue&&) noexcept;
+    RecordValue& operator=(const RecordValue&);
+    RecordValue& operator=(RecordValue&&) noexcept;
+    ~RecordValue();
+
     std::string name;
     std::vector<RecordField> fields;
 };

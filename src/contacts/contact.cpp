@@ -1,6 +1,7 @@
 #include "contacts/contact.h"
 
 #include "contacts/contacts.h"
+#include "platform/data/field.h"
 #include "platform/data/stream.h"
 #include "platform/desktop/program_folder.h"
 #include "platform/scope_exit.h"
@@ -177,7 +178,7 @@ void Contact::load() {
     loadRow<Table::columns>(*rows_, *this);
     TypeToString = typeText(ContactType);
 
-    const Text company = toText(dbService()->ValueOrDefault(rows_->value("CompanyId"), ""));
+    const Text company = toText(dbService()->ValueOrDefault(rows_->get_Fields()->get_Item("CompanyId"), ""));
     company_ = make<corveth::Company>();
     if (!company.empty()) company_->let_ID(company);
     Picture = LoadPictureFromDB();
@@ -252,7 +253,9 @@ void Contact::DeleteContact(bool bSelf) {
     const auto leave = finally([] { deleting.pop_back(); });
     trapToBox([&] {
         inTransaction(bSelf, [&] {
-            if (ContactType == ctContactType::ctCompany) deleteMembers();
+            // Contacts that belong to no company hold an empty ID there; they are not the members of an object without
+            // one.
+            if (ContactType == ctContactType::ctCompany && !id_.empty()) deleteMembers();
             execute(Sql{"DELETE From ContactDetails Where ContactID ='", id_, "'"});
             execute(Sql{"DELETE From Participants Where ContactID ='", id_, "'"});
             execute(Sql{"DELETE From ContactMaster Where ContactID ='", id_, "'"});

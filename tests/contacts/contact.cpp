@@ -395,6 +395,13 @@ TEST_F(ContactTest, AFailedDeleteIsShownAndUndone) {
     EXPECT_EQ(scalar("Select Count(*) From ContactDetails"), "0") << "in the client's transaction: here none";
 }
 
+TEST_F(ContactTest, DeletingAnObjectThatWasNeverLoadedDeletesNobody) {
+    add(ctContactType::ctIndividual, "belongs to no company");
+    auto contact = make<Contact>(); // a company without an ID
+    contact->DeleteContact(true);
+    EXPECT_EQ(scalar("Select Count(*) From ContactMaster"), "1");
+}
+
 TEST_F(ContactTest, CompaniesThatAreEachOthersMembersAreDeletedOnce) {
     const Text a = add(ctContactType::ctCompany, "a");
     const Text b = add(ctContactType::ctCompany, "b", a);

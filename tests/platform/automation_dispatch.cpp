@@ -85,9 +85,6 @@ TEST(DispatchTest, AReadWithArgumentsReachesTheDefaultMember) {
 
 TEST(DispatchTest, WhatIsWrongIsNamed) {
     const auto sample = make<Sample>();
-    const auto call = [&](const char* name, std::initializer_list<Value> arguments) {
-        return [&, name, arguments] { callMember(*sample, name, arguments); };
-    };
     const auto join = memberId(Sample::description, "Join");
     const struct {
         const char* name;
@@ -108,10 +105,14 @@ TEST(DispatchTest, WhatIsWrongIsNamed) {
          {438, "", "Object doesn't support this property or method: Sample.Join cannot be read"}},
         {"unknown id", [&] { invoke(*sample, 12345, invokeFlags::method, {}); }, {438, "", ""}},
         {"too many",
-         call("Join", {"a", "b", "c", "d"}),
+         [&] {
+             callMember(*sample, "Join", {"a", "b", "c", "d"});
+         },
          {450, "",
           "Wrong number of arguments or invalid property assignment: Sample.Join takes 3 arguments, 4 were given"}},
-        {"too few", call("Join", {"a"}), {449, "", "Argument not optional: second of Sample.Join"}},
+        {"too few",
+         [&] { callMember(*sample, "Join", {"a"}); },
+         {449, "", "Argument not optional: second of Sample.Join"}},
         {"named twice",
          [&] {
              Value positional[] = {"a", "b"};
@@ -125,7 +126,11 @@ TEST(DispatchTest, WhatIsWrongIsNamed) {
              invoke(*sample, join, invokeFlags::method, {}, named);
          },
          {448, "", "Named argument not found: Sample.Join"}},
-        {"no conversion", call("Join", {"a", "b", "many"}), {13, "", "Type mismatch: \"many\" (third of Sample.Join)"}},
+        {"no conversion",
+         [&] {
+             callMember(*sample, "Join", {"a", "b", "many"});
+         },
+         {13, "", "Type mismatch: \"many\" (third of Sample.Join)"}},
         {"overflow", [&] { letMember(*sample, "Size", std::int32_t{40000}); }, {6, "", "Overflow"}},
         {"Null", [&] { letMember(*sample, "Name", Null{}); }, {94, "", "Invalid use of Null"}},
         {"other class",

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <ranges>
 
 namespace corveth::data {
 
@@ -188,19 +189,23 @@ ConnectionSettings parseConnectionString(TextView text, TextView userId, TextVie
     if (problems.empty()) return settings;
 
     Text detail = "Connection string: ";
-    for (std::size_t i = 0; i < problems.size(); ++i)
-        detail += (i == 0 ? "" : "; ") + problems[i];
+    const char* joint = "";
+    for (const auto& problem : problems) {
+        detail += joint + problem;
+        joint = "; ";
+    }
     raise(errors::badArguments, detail + ".", "ADODB.Connection");
 }
 
 Text withoutPassword(TextView text) {
     std::vector<Text> problems;
     Text result(text);
-    auto pairs = Reader(text, problems).read();
-    for (auto pair = pairs.rbegin(); pair != pairs.rend(); ++pair) {
-        if (!equalNoCase(pair->keyword, "Password")) continue;
-        const std::size_t separator = pair->end < result.size() ? 1 : 0;
-        result.erase(pair->begin, pair->end - pair->begin + separator);
+    const auto pairs = Reader(text, problems).read();
+    // From the end, so that the places of the others stay good.
+    for (const auto& pair : std::views::reverse(pairs)) {
+        if (!equalNoCase(pair.keyword, "Password")) continue;
+        const std::size_t separator = pair.end < result.size() ? 1 : 0;
+        result.erase(pair.begin, pair.end - pair.begin + separator);
     }
     return result;
 }

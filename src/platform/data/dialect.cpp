@@ -196,7 +196,7 @@ private:
         const Token& token = tokens_[i];
         switch (token.kind) {
         case TokenKind::word:
-            emitWord(i);
+            put(engineWord(i));
             break;
         case TokenKind::name: {
             Text name;
@@ -228,23 +228,19 @@ private:
         }
     }
 
-    void emitWord(std::size_t i) {
+    /// What the engine calls a word; a part of a qualified name is never anything but a name.
+    [[nodiscard]] TextView engineWord(std::size_t i) const {
         const Token& token = tokens_[i];
-        if (afterDot(i) || beforeSymbol(i, ".")) {
-            put(token.raw);
-        } else if (beforeSymbol(i, "(")) {
+        if (afterDot(i) || beforeSymbol(i, ".")) return token.raw;
+        if (beforeSymbol(i, "(")) {
             const Text word = foldCase(token.raw);
             const auto found = std::ranges::find(dialect_.functions, TextView(word), &Dialect::Function::name);
-            put(found == dialect_.functions.end() ? token.raw : found->engineName);
-        } else if (token.isWord("true")) {
-            put("-1");
-        } else if (token.isWord("false")) {
-            put("0");
-        } else if (token.isWord("mod")) {
-            put("%");
-        } else {
-            put(token.raw);
+            return found == dialect_.functions.end() ? token.raw : found->engineName;
         }
+        if (token.isWord("true")) return "-1";
+        if (token.isWord("false")) return "0";
+        if (token.isWord("mod")) return "%";
+        return token.raw;
     }
 
     /// A blank between any two tokens keeps `- -` from becoming a comment.

@@ -73,7 +73,7 @@ void Recordset::set(std::size_t column, Value value) {
     requireRow();
     const data::WritePlan& plan = writePlan();
     const data::ResultColumn& info = columnAt(column);
-    if (!plan.tableColumns[column]) {
+    if (!plan.isWritable(column)) {
         raise(errors::notSupported, "The column " + info.name + " is computed.", source);
     }
     Value converted =
@@ -115,8 +115,8 @@ std::optional<std::size_t> Recordset::keyToAskFor() const {
     const data::WritePlan& plan = writePlan();
     // Without it the row could never be found again.
     if (plan.table->isView || plan.keys.size() != 1) return std::nullopt;
-    const auto column = plan.keys.front().column;
-    return column && !assigned_[*column] ? column : std::nullopt;
+    const std::size_t column = plan.keys.front().column;
+    return column == data::WritePlan::none || assigned_[column] ? std::nullopt : std::optional(column);
 }
 
 Text Recordset::insertStatement() const {
@@ -128,7 +128,7 @@ Text Recordset::insertStatement() const {
             names += ", ";
             marks += ", ";
         }
-        appendName(names, plan.table->columns[*plan.tableColumns[i]].name);
+        appendName(names, plan.nameInTable(i));
         marks += '?';
     }
     Text statement = "Insert Into ";
@@ -136,7 +136,7 @@ Text Recordset::insertStatement() const {
     statement += names.empty() ? Text(" Default Values") : " (" + names + ") Values (" + marks + ")";
     if (const auto key = keyToAskFor()) {
         statement += " Returning ";
-        appendName(statement, plan.table->columns[*plan.tableColumns[*key]].name);
+        appendName(statement, plan.nameInTable(*key));
     }
     return statement;
 }
@@ -196,7 +196,7 @@ const Text& Recordset::updateStatement(const std::vector<bool>& changed) const {
     for (std::size_t i = 0; i < columnCount_; ++i) {
         if (!changed[i]) continue;
         statement += joint;
-        appendName(statement, plan.table->columns[*plan.tableColumns[i]].name);
+        appendName(statement, plan.nameInTable(i));
         statement += " = ?";
         joint = ", ";
     }
@@ -208,7 +208,7 @@ void Recordset::appendKeyCondition(Text& statement, std::vector<data::Parameter>
     const data::WritePlan& plan = *shape_->plan(connection_->channel().session());
     const char* joint = " Where ";
     for (const auto& key : plan.keys) {
-        const Value& value = stored(*key.column);
+        const Value& value = stored(key.column);
         statement += joint;
         appendName(statement, plan.table->columns[key.tableColumn].name);
         if (value.isNull()) {
@@ -256,9 +256,9 @@ void Recordset::refresh() const {
     Text statement = "Select ";
     std::vector<std::size_t> columns;
     for (std::size_t i = 0; i < columnCount_; ++i) {
-        if (!plan.tableColumns[i]) continue;
+        if (!plan.isWritable(i)) continue;
         if (!columns.empty()) statement += ", ";
-        appendName(statement, plan.table->columns[*plan.tableColumns[i]].name);
+        appendName(statement, plan.nameInTable(i));
         columns.push_back(i);
     }
     statement += " From ";

@@ -5,7 +5,7 @@
 namespace corveth::data {
 
 bool WritePlan::hasKeys() const noexcept {
-    return !keys.empty() && std::ranges::all_of(keys, [](const Key& key) { return key.column.has_value(); });
+    return !keys.empty() && std::ranges::all_of(keys, [](const Key& key) { return key.column != none; });
 }
 
 RowShape::RowShape(std::span<const ResultColumn> columns, Text target)
@@ -40,7 +40,7 @@ const WritePlan* RowShape::plan(Session& session) const {
     WritePlan plan;
     plan.table = std::move(table);
     const auto& known = plan.table->columns;
-    plan.tableColumns.resize(columns_.size());
+    plan.tableColumns.resize(columns_.size(), WritePlan::none);
     for (std::size_t i = 0; i < columns_.size(); ++i) {
         const ResultColumn& column = columns_[i];
         // A view's columns come from its tables, under names that only the view gives.
@@ -52,8 +52,8 @@ const WritePlan* RowShape::plan(Session& session) const {
     }
     for (std::size_t i = 0; i < known.size(); ++i) {
         if (!known[i].isKey) continue;
-        const auto at = std::ranges::find(plan.tableColumns, std::optional(i));
-        WritePlan::Key key{i, std::nullopt};
+        const auto at = std::ranges::find(plan.tableColumns, i);
+        WritePlan::Key key{i, WritePlan::none};
         if (at != plan.tableColumns.end()) key.column = static_cast<std::size_t>(at - plan.tableColumns.begin());
         plan.keys.push_back(key);
     }

@@ -9,12 +9,14 @@ namespace corveth::data {
 
 /// How rows of a statement are written back.
 struct WritePlan {
+    static constexpr std::size_t none = static_cast<std::size_t>(-1);
+
     struct Key {
         std::size_t tableColumn;
-        std::optional<std::size_t> column; ///< of the rows; nothing when the statement does not yield it
+        std::size_t column; ///< of the rows, or none
     };
     std::shared_ptr<const TableInfo> table;
-    std::vector<std::optional<std::size_t>> tableColumns; ///< for each column of the rows
+    std::vector<std::size_t> tableColumns; ///< for each column of the rows; none for what is computed
     std::vector<Key> keys;
     /// What was written last, by the columns that were: one save after another writes the same ones.
     struct Written {
@@ -24,6 +26,11 @@ struct WritePlan {
     mutable Written inserted, updated;
     /// Every key column is in the rows.
     [[nodiscard]] bool hasKeys() const noexcept;
+    [[nodiscard]] bool isWritable(std::size_t column) const noexcept { return tableColumns[column] != none; }
+    /// What the table calls a column of the rows, which must be one of it.
+    [[nodiscard]] const Text& nameInTable(std::size_t column) const {
+        return table->columns[tableColumns[column]].name;
+    }
 };
 
 /// The columns that a statement yields. Shared by the cached statement and every recordset over it.

@@ -18,7 +18,7 @@ constexpr std::uint32_t outOfMemory = 7;
 constexpr std::uint32_t typeMismatch = 13;
 
 binary::Bstr checkedText(const std::string& text) {
-    const binary::Bstr result = binary::toBstr(text);
+    auto* const result = binary::toBstr(text);
     if (result == nullptr) throw Failure(5, "corveth", "a text is not well-formed UTF-8");
     return result;
 }

@@ -24,6 +24,14 @@ Cache& cache() {
     return *only;
 }
 
+binary::TypeAttr attributesOf(ITypeInfo& info) {
+    binary::TypeAttr* attributes = nullptr;
+    requireSuccess(info.GetTypeAttr(&attributes), "the attributes of a type");
+    const binary::TypeAttr copy = *attributes;
+    info.ReleaseTypeAttr(attributes);
+    return copy;
+}
+
 struct Names {
     std::string name, text;
 };
@@ -49,6 +57,7 @@ Held<ITypeInfo> referenced(ITypeInfo& from, binary::RefType reference) {
     return info;
 }
 
+/// Reads one class.
 class Reader {
 public:
     explicit Reader(ITypeInfo& info) : info_(info) {}
@@ -128,15 +137,7 @@ private:
     static constexpr auto interfaceKind = binary::TypeKindCode::dispatch;
 
     static binary::TypeKindCode kindOfReference(ITypeInfo& from, binary::RefType reference) {
-        return kindOf(*referenced(from, reference).get());
-    }
-
-    static binary::TypeKindCode kindOf(ITypeInfo& info) {
-        binary::TypeAttr* attributes = nullptr;
-        requireSuccess(info.GetTypeAttr(&attributes), "the attributes of a type");
-        const auto kind = attributes->typekind;
-        info.ReleaseTypeAttr(attributes);
-        return kind;
+        return attributesOf(*referenced(from, reference).get()).typekind;
     }
 
     std::string typeName(ITypeInfo& from, const binary::TypeDesc& type) {
@@ -176,7 +177,7 @@ private:
 
     std::string nameOfReference(ITypeInfo& info) {
         const std::string name = namesOf(info).name;
-        switch (kindOf(info)) {
+        switch (attributesOf(info).typekind) {
         case binary::TypeKindCode::enumeration:
             addEnum(info, name);
             return "Enum:" + name;
@@ -186,17 +187,14 @@ private:
         default:
             break;
         }
-        const std::string className = classNameOf(name);
+        std::string className = classNameOf(name);
         if (className == "Picture" || className == "Connection") return className;
         return "Object:" + className;
     }
 
     template <class Body>
     static void forEachVariable(ITypeInfo& info, Body&& body) {
-        binary::TypeAttr* attributes = nullptr;
-        requireSuccess(info.GetTypeAttr(&attributes), "the attributes of a type");
-        const std::uint32_t count = attributes->cVars;
-        info.ReleaseTypeAttr(attributes);
+        const std::uint32_t count = attributesOf(info).cVars;
         for (std::uint32_t i = 0; i < count; ++i) {
             binary::VarDesc* variable = nullptr;
             requireSuccess(info.GetVarDesc(i, &variable), "a variable description");
@@ -206,18 +204,20 @@ private:
     }
 
     void addEnum(ITypeInfo& info, const std::string& name) {
-        const auto [entry, isNew] = class_->enums.try_emplace(name, EnumDescription{name, {}});
-        if (!isNew) return;
+        if (class_->enums.contains(name)) return;
+        auto& members = class_->enums[name].members;
+        class_->enums[name].name = name;
         forEachVariable(info, [&](const binary::VarDesc& variable, std::string member) {
-            entry->second.members.emplace_back(std::move(member), variable.lpvarValue->i4);
+            members.emplace_back(std::move(member), variable.lpvarValue->i4);
         });
     }
 
     void addRecord(ITypeInfo& info, const std::string& name) {
-        const auto [entry, isNew] = class_->records.try_emplace(name, RecordDescription{name, {}});
-        if (!isNew) return;
+        if (class_->records.contains(name)) return;
+        auto& fields = class_->records[name].fields;
+        class_->records[name].name = name;
         forEachVariable(info, [&](const binary::VarDesc& variable, std::string field) {
-            entry->second.fields.emplace_back(std::move(field), typeName(info, variable.elemdescVar.type));
+            fields.emplace_back(std::move(field), typeName(info, variable.elemdescVar.type));
         });
     }
 
@@ -234,27 +234,21 @@ const ClassDescription& describe(binary::IDispatch& object) {
 }
 
 const ClassDescription& describe(ITypeInfo& info) {
-    binary::TypeAttr* attributes = nullptr;
-    requireSuccess(info.GetTypeAttr(&attributes), "the attributes of a class");
-
+    const binary::TypeAttr attributes = attributesOf(info);
     Cache& known = cache();
     const std::scoped_lock lock(known.mutex);
     for (const auto& [id, description] : known.classes) {
-        if (id == attributes->guid) return *description;
+        if (id == attributes.guid) return *description;
     }
-    auto description = Reader(info).read(*attributes);
-    known.classes.emplace_back(attributes->guid, std::move(description));
-    info.ReleaseTypeAttr(attributes);
+    auto description = Reader(info).read(attributes);
+    known.classes.emplace_back(attributes.guid, std::move(description));
     return *known.classes.back().second;
 }
 
 binary::Held<binary::IRecordInfo> findRecordType(binary::IDispatch& object, std::string_view name) {
     Held<ITypeInfo> info;
     requireSuccess(object.GetTypeInfo(0, 0, info.out()), "an object's type description");
-    binary::TypeAttr* attributes = nullptr;
-    requireSuccess(info->GetTypeAttr(&attributes), "the attributes of a class");
-    const std::uint32_t count = attributes->cFuncs;
-    info->ReleaseTypeAttr(attributes);
+    const std::uint32_t count = attributesOf(*info.get()).cFuncs;
 
     const auto recordOf = [&](const binary::TypeDesc* type) -> Held<binary::IRecordInfo> {
         while (type->vt == vt::pointer)

@@ -147,7 +147,11 @@ bool LateObject::has(std::string_view name) const {
     return description().find(name) != nullptr;
 }
 
-Variant LateObject::get(std::string_view name, Arguments arguments) const {
+Variant LateObject::get(std::string_view name) const {
+    return get(name, {});
+}
+
+Variant LateObject::get(std::string_view name, const Arguments& arguments) const {
     const auto& member = findMember(description(), name);
     VariantList list(arguments.size());
     for (std::size_t i = 0; i < arguments.size(); ++i)
@@ -155,7 +159,7 @@ Variant LateObject::get(std::string_view name, Arguments arguments) const {
     return invoke(*dispatch_, member.dispId, readFlags, list);
 }
 
-void LateObject::let(std::string_view name, Variant value) const {
+void LateObject::let(std::string_view name, const Variant& value) const {
     const auto& members = description();
     const auto& member = findMember(members, name);
     const bool takesReference =
@@ -166,7 +170,15 @@ void LateObject::let(std::string_view name, Variant value) const {
     invoke(*dispatch_, member.dispId, takesReference ? putReferenceFlag : putFlag, list, {&assigned, 1});
 }
 
-Variant LateObject::call(std::string_view name, Arguments arguments, NamedArguments named) const {
+Variant LateObject::call(std::string_view name) const {
+    return call(name, {}, {});
+}
+
+Variant LateObject::call(std::string_view name, const Arguments& arguments) const {
+    return call(name, arguments, {});
+}
+
+Variant LateObject::call(std::string_view name, const Arguments& arguments, const NamedArguments& named) const {
     const auto& members = description();
     const auto& member = findMember(members, name);
     VariantList list(arguments.size() + named.size());

@@ -160,10 +160,14 @@ public:
     explicit operator bool() const noexcept { return dispatch_ != nullptr; }
     friend bool operator==(const LateObject& a, const LateObject& b) noexcept { return a.dispatch_ == b.dispatch_; }
 
-    [[nodiscard]] Variant get(std::string_view name, Arguments arguments = {}) const;
+    // Overloads, no default arguments: a default would need the record's fields before they can be declared.
+    [[nodiscard]] Variant get(std::string_view name) const;
+    [[nodiscard]] Variant get(std::string_view name, const Arguments& arguments) const;
     /// Assigns a value, or an object reference where the member takes one.
-    void let(std::string_view name, Variant value) const;
-    Variant call(std::string_view name, Arguments arguments = {}, NamedArguments named = {}) const;
+    void let(std::string_view name, const Variant& value) const;
+    Variant call(std::string_view name) const;
+    Variant call(std::string_view name, const Arguments& arguments) const;
+    Variant call(std::string_view name, const Arguments& arguments, const NamedArguments& named) const;
     /// The same with `arguments` by reference: what the member left in them stands there afterwards.
     Variant callByRef(std::string_view name, Arguments& arguments) const;
 

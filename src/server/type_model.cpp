@@ -15,7 +15,6 @@ namespace corveth::server {
 namespace {
 
 namespace vt = binary::vt;
-using binary::ElemDesc;
 using binary::RefType;
 using binary::TypeDesc;
 using binary::TypeKindCode;

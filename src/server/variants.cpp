@@ -100,7 +100,7 @@ void storeBytes(void* target, const Value& value) {
 }
 
 void storeText(void* target, const Value& value) {
-    const binary::Bstr text = toBstr(toText(value));
+    auto* const text = toBstr(toText(value));
     binary::freeText(*static_cast<binary::Bstr*>(target));
     store(target, text);
 }
@@ -214,7 +214,7 @@ void storeAs(VarType type, void* target, const Value& value) {
 }
 
 binary::Bstr toBstr(TextView text) {
-    const binary::Bstr result = binary::toBstr(text);
+    auto* const result = binary::toBstr(text);
     if (result != nullptr) return result;
     if (!isUtf8(text)) raise(errors::invalidCall, "a text is not well-formed");
     throw std::bad_alloc();

@@ -79,17 +79,17 @@ TEST_F(CallTest, ArgumentsOfEveryTypeComeIn) {
         {"date beyond", variantOf(vt::date, 2958466.0), "error 6"},
         {"boolean", variantOf(vt::boolean, std::int16_t{-1}), "Boolean True"},
         {"boolean of another language", variantOf(vt::boolean, std::int16_t{1}), "Boolean True"},
-        {"null text", variantOf(vt::bstr, binary::Bstr{nullptr}), "String "},
-        {"no object", variantOf(vt::dispatch, static_cast<void*>(nullptr)), "Nothing"},
+        {"null text", variantOf(vt::bstr, nullptr), "String "},
+        {"no object", variantOf(vt::dispatch, nullptr), "Nothing"},
         {"left out", variantOf(vt::error, results::paramNotFound), "Missing"},
         {"another error", variantOf(vt::error, results::failed), "error 13"},
         {"decimal", variantOf(vt::decimal, 0), "error 13"},
-        {"no array", variantOf(vt::array | vt::ui1, static_cast<void*>(nullptr)), "Byte() 0"},
-        {"array of numbers", variantOf(vt::array | vt::i4, static_cast<void*>(nullptr)), "error 13"},
+        {"no array", variantOf(vt::array | vt::ui1, nullptr), "Byte() 0"},
+        {"array of numbers", variantOf(vt::array | vt::i4, nullptr), "error 13"},
         {"void", variantOf(vt::none, 0), "error 13"},
         {"type that is none", variantOf(0x0fff, 0), "error 13"},
-        {"by reference to nowhere", variantOf(vt::byRef | vt::i4, static_cast<void*>(nullptr)), "error 5"},
-        {"record without type", variantOf(vt::record, static_cast<void*>(nullptr)), "error 13"},
+        {"by reference to nowhere", variantOf(vt::byRef | vt::i4, nullptr), "error 5"},
+        {"record without type", variantOf(vt::record, nullptr), "error 13"},
     };
     for (const auto& row : rows)
         EXPECT_EQ(taken(row.given), row.expected) << row.name;
@@ -113,7 +113,7 @@ TEST_F(CallTest, ArgumentsByReferenceComeInAsWhatTheyPointTo) {
         {"long", variantOf(vt::byRef | vt::i4, &whole), "Long 41"},
         {"double", variantOf(vt::byRef | vt::r8, &wide), "Double 2.5"},
         {"boolean", variantOf(vt::byRef | vt::boolean, &truth), "Boolean True"},
-        {"text", variantOf(vt::byRef | vt::bstr, &inner.bstr), "String inside"},
+        {"text", variantOf(vt::byRef | vt::bstr, static_cast<void*>(&inner.bstr)), "String inside"},
         {"variant", variantOf(vt::byRef | vt::variant, &inner), "String inside"},
         {"variant of a variable", variantOf(vt::byRef | vt::variant, &throughVariable), "String inside"},
         {"chain", chain[1], "error 13"},
@@ -201,11 +201,11 @@ TEST_F(CallTest, WhatTheCalleeLeavesComesBackInTheTypeOfTheClientsVariable) {
     double day = 100.5;
     Variant text = textVariant(u"ab");
     Variant any = variantOf(vt::i4, 5);
-    outcome =
-        invokeRaw(raw(), id(u"DoubleOthers"),
-                  {.arguments = {variantOf(vt::byRef | vt::variant, &any), variantOf(vt::byRef | vt::bstr, &text.bstr),
-                                 variantOf(vt::byRef | vt::date, &day), variantOf(vt::byRef | vt::cy, &money),
-                                 variantOf(vt::byRef | vt::boolean, &truth)}});
+    outcome = invokeRaw(raw(), id(u"DoubleOthers"),
+                        {.arguments = {variantOf(vt::byRef | vt::variant, &any),
+                                       variantOf(vt::byRef | vt::bstr, static_cast<void*>(&text.bstr)),
+                                       variantOf(vt::byRef | vt::date, &day), variantOf(vt::byRef | vt::cy, &money),
+                                       variantOf(vt::byRef | vt::boolean, &truth)}});
     ASSERT_EQ(outcome.result, results::ok) << outcome.description;
     EXPECT_EQ(truth, 0);
     EXPECT_EQ(money, 30000);
@@ -252,19 +252,19 @@ TEST_F(CallTest, ObjectsAreExchangedByReference) {
 
     auto* pointer = std::get<client::LateObject>(arguments[0]).dispatch();
     pointer->AddRef(); // the variable's own reference, which the callee gives up
-    const auto outcome =
-        invokeRaw(raw(), id(u"Exchange"), {.arguments = {variantOf(vt::byRef | vt::dispatch, &pointer)}});
+    const auto outcome = invokeRaw(raw(), id(u"Exchange"),
+                                   {.arguments = {variantOf(vt::byRef | vt::dispatch, static_cast<void*>(&pointer))}});
     EXPECT_EQ(outcome.result, results::ok);
     EXPECT_EQ(pointer, nullptr);
 }
 
 TEST_F(CallTest, ReadOnlyReferencesAreLeftAlone) {
     Variant text = textVariant(u"n");
-    binary::Bstr const before = text.bstr;
+    const auto* const before = text.bstr;
     std::int32_t number = 4;
-    const auto outcome =
-        invokeRaw(raw(), id(u"ReadOnly"),
-                  {.arguments = {variantOf(vt::byRef | vt::i4, &number), variantOf(vt::byRef | vt::bstr, &text.bstr)}});
+    const auto outcome = invokeRaw(raw(), id(u"ReadOnly"),
+                                   {.arguments = {variantOf(vt::byRef | vt::i4, &number),
+                                                  variantOf(vt::byRef | vt::bstr, static_cast<void*>(&text.bstr))}});
     EXPECT_EQ(outcome.result, results::ok) << outcome.description;
     EXPECT_EQ(gadget->Name, "n4");
     EXPECT_EQ(text.bstr, before);

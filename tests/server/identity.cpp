@@ -34,7 +34,8 @@ TEST_F(IdentityTest, InterfacesThatAnObjectHas) {
     const Held<binary::IUnknown> enumerator(server::toClient(*gadget->NewEnum()));
     for (const auto& row : rows) {
         for (auto* held : {object.get(), enumerator.get()}) {
-            void* found = &found;
+            int none = 0;
+            void* found = &none;
             const auto expected = held == object.get() ? row.onObject : row.onEnumerator;
             EXPECT_EQ(held->QueryInterface(row.iid, &found), expected) << row.name;
             EXPECT_EQ(found != nullptr, expected == results::ok) << row.name;

@@ -96,7 +96,8 @@ TEST(LibraryTest, AnUnknownIdentifierIsNamed) {
 TEST(LibraryTest, FactoriesMakeLockAndRefuse) {
     const Library library;
     const binary::Guid note = binary::nameBasedId("prjCorveth.Note");
-    void* found = &found;
+    int none = 0;
+    void* found = &none;
     EXPECT_EQ(library.classObject(binary::ids::none, binary::ids::classFactory, &found), results::classNotAvailable);
     EXPECT_EQ(found, nullptr);
     EXPECT_EQ(library.classObject(note, binary::ids::dispatch, &found), results::noInterface);

@@ -8,6 +8,7 @@
 
 #include <cstring>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace corveth::test {
@@ -25,21 +26,30 @@ struct Outcome {
 
 struct RawCall {
     std::uint16_t flags = 1 | 2;
+    // The compiler asks for the initializers where a call leaves a member out.
+    // NOLINTBEGIN(readability-redundant-member-init)
     /// The named arguments first, then the others from last to first, as they cross.
     std::vector<binary::Variant> arguments{};
     std::vector<binary::DispId> named{};
+    // NOLINTEND(readability-redundant-member-init)
 };
 
 /// One call in its binary form.
 Outcome invokeRaw(binary::IDispatch& object, binary::DispId member, RawCall call = {});
 
-/// A variant of `type` that holds `bits`; what is not named is zero.
+/// A variant of `type` that holds `value` as it stands in memory; a pointer is an interface, a text, an array, or what
+/// a by-reference argument points to.
 template <class T>
-binary::Variant variantOf(binary::VarType type, T value) {
-    static_assert(sizeof(T) <= 8);
+requires std::is_arithmetic_v<T> binary::Variant variantOf(binary::VarType type, T value) {
     binary::Variant variant{};
     variant.vt = type;
-    std::memcpy(&variant.i8, &value, sizeof value);
+    std::memcpy(static_cast<void*>(&variant.i8), &value, sizeof value);
+    return variant;
+}
+inline binary::Variant variantOf(binary::VarType type, const volatile void* pointer) {
+    binary::Variant variant{};
+    variant.vt = type;
+    variant.byRef = const_cast<void*>(pointer);
     return variant;
 }
 binary::Variant textVariant(const char16_t* text);

@@ -57,7 +57,7 @@ Bstr toBstrBeyondAscii(std::string_view text) noexcept {
     for (std::size_t at = 0; at<text.size(); units += point> 0xFFFF ? 2 : 1) {
         if (!nextCodePoint(text, at, point)) return nullptr;
     }
-    const Bstr result = allocateText(units);
+    auto* const result = allocateText(units);
     if (result == nullptr) return nullptr;
     OleChar* out = result;
     for (std::size_t at = 0; at < text.size();) {
@@ -95,7 +95,7 @@ std::uint32_t textBytes(const OleChar* text) noexcept {
 
 Bstr toBstr(std::string_view text) noexcept {
     // Most texts are ASCII: one pass, the bits of all bytes gathered on the way.
-    const Bstr result = allocateText(text.size());
+    auto* const result = allocateText(text.size());
     if (result == nullptr) return nullptr;
     unsigned bits = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {

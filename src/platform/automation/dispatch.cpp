@@ -112,11 +112,9 @@ Value callSlot(Object& self, const SlotInfo& slot, Value* values) {
     } catch (const ArgumentError& failed) {
         const auto& row = *slot.row;
         const auto path = memberPath(self.classInfo(), row.name);
-        Error error = failed.error;
-        error.description += failed.index < row.paramCount
-                                 ? " (" + Text(row.params[failed.index].name) + " of " + path + ")"
-                                 : " (" + path + ")";
-        throw error;
+        const Text where =
+            failed.index < row.paramCount ? Text(row.params[failed.index].name) + " of " + path : Text(path);
+        throw Error(failed.error.number, failed.error.source, failed.error.description + " (" + where + ")");
     }
 }
 

@@ -8,6 +8,7 @@
 #include "server/binary/class_ids.h"
 #include "server/binary/memory.h"
 #include "server/type_model.h"
+#include "typelib/identifiers.h"
 #include "typelib/json.h"
 
 #include <map>
@@ -58,6 +59,8 @@ TEST_F(TypeInfoTest, EveryClassIsDescribedAsItsTableSays) {
         EXPECT_EQ(read.name, info->name);
         EXPECT_EQ(read.progId, info->progId());
         EXPECT_EQ(membersAsRead(read), classJson(*info)["members"]) << info->progId();
+        const Text written = "{" + toText(interfaceId(*info)) + "}"; // in the library's interface text
+        EXPECT_EQ(binary::toText(server::modelOf(*info).attributes.guid), written) << info->progId();
     }
 }
 

@@ -163,7 +163,7 @@ Variant callMember(const LateObject& object, const ArgumentReader& reader, const
         const std::string type = i < slot->params.size() ? slot->params[i].type : "Variant";
         arguments.push_back(reader.read(call.arguments[i], type, description));
     }
-    return object.call(call.method, std::move(arguments));
+    return object.call(call.method, arguments);
 }
 
 std::string saveRecord(const Session& session, const ArgumentReader& reader, const std::string& className,

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "measure.h"
+#include "world.h"
+
+namespace corveth::bench {
+
+// Notes.
+Pair loadCold(World& world);
+Pair loadHot(World& world);
+Pair saveNew(World& world);
+Pair saveNewInTransaction(World& world);
+Pair saveExisting(World& world);
+Pair saveExistingInTransaction(World& world);
+Pair listOfLink(World& world);
+
+// Contacts.
+Pair contactList(World& world);
+
+/// Bytes of memory that a list of contacts holds for each of them, by its company's object too.
+struct ContactMemory {
+    std::size_t ours, raw;
+};
+ContactMemory memoryOfContact(World& world);
+
+// Calls through the binary interface, against the direct call.
+Pair propertyGet(World& world);
+Pair propertyLet(World& world);
+Pair methodCall(World& world);
+Pair methodCallWithText(World& world);
+
+} // namespace corveth::bench

@@ -14,7 +14,7 @@ namespace corveth::bench {
 namespace {
 
 constexpr int callsOfTurn = 20'000;
-constexpr std::string_view text = "a property's text of 32 letters.";
+constexpr std::string_view text = "the text of a property, 32 bytes";
 static_assert(text.size() == 32);
 
 /// An object as a client in another language holds it, and one of its members.

@@ -22,7 +22,7 @@ bool isWithin(const Result& result) {
     return result.figure.median <= result.operation->limit;
 }
 
-constexpr const char* row = "{:<50} {:>10} {:>10} {:>8} {:>16} {:>8}{}\n";
+constexpr const char* row = "{:<46} {:>10} {:>10} {:>8} {:>18} {:>8}{}\n";
 
 } // namespace
 

@@ -1,7 +1,5 @@
 #include "platform/automation/text.h"
 
-#include "platform/automation/error.h"
-
 #include <algorithm>
 #include <fmt/format.h>
 
@@ -57,25 +55,6 @@ constexpr std::size_t unitsOf(char32_t point) noexcept {
     return point != illFormed && point > 0xFFFF ? 2 : 1;
 }
 
-void appendUtf8(Text& out, char32_t point) {
-    const auto put = [&out](char32_t byte) { out += static_cast<char>(static_cast<unsigned char>(byte)); };
-    if (point < 0x80) {
-        put(point);
-    } else if (point < 0x800) {
-        put(0xC0U | (point >> 6U));
-        put(0x80U | (point & 0x3FU));
-    } else if (point < 0x10000) {
-        put(0xE0U | (point >> 12U));
-        put(0x80U | ((point >> 6U) & 0x3FU));
-        put(0x80U | (point & 0x3FU));
-    } else {
-        put(0xF0U | (point >> 18U));
-        put(0x80U | ((point >> 12U) & 0x3FU));
-        put(0x80U | ((point >> 6U) & 0x3FU));
-        put(0x80U | (point & 0x3FU));
-    }
-}
-
 } // namespace
 
 TextView trimBlanks(TextView text) noexcept {
@@ -96,6 +75,16 @@ TextView leftUnits(TextView text, std::size_t units) noexcept {
         end += next.length;
     }
     return text.substr(0, end);
+}
+
+std::size_t unitCount(TextView text) noexcept {
+    std::size_t units = 0;
+    for (std::size_t i = 0; i < text.size();) {
+        const Decoded next = decode(text, i);
+        units += unitsOf(next.point);
+        i += next.length;
+    }
+    return units;
 }
 
 Text replaceAll(TextView text, TextView what, TextView with) {
@@ -154,48 +143,6 @@ bool isUtf8(TextView text) noexcept {
         i += next.length;
     }
     return true;
-}
-
-std::u16string toUtf16(TextView text) {
-    std::u16string result;
-    result.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();) {
-        const Decoded next = decode(text, i);
-        if (next.point == illFormed) {
-            raise(errors::invalidCall,
-                  fmt::format("the text {} is not well-formed UTF-8 at byte {}", inQuotes(text), i));
-        }
-        if (next.point > 0xFFFF) {
-            const char32_t above = next.point - 0x10000;
-            result += static_cast<char16_t>(0xD800U + (above >> 10U));
-            result += static_cast<char16_t>(0xDC00U + (above & 0x3FFU));
-        } else {
-            result += static_cast<char16_t>(next.point);
-        }
-        i += next.length;
-    }
-    return result;
-}
-
-Text fromUtf16(std::u16string_view text) {
-    const auto isHigh = [](char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; };
-    const auto isLow = [](char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
-    Text result;
-    result.reserve(text.size());
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char16_t unit = text[i];
-        if (isHigh(unit) && i + 1 < text.size() && isLow(text[i + 1])) {
-            const char32_t above = (static_cast<char32_t>(unit - 0xD800) << 10U) + (text[i + 1] - 0xDC00U);
-            appendUtf8(result, 0x10000 + above);
-            ++i;
-        } else if (isHigh(unit) || isLow(unit)) {
-            raise(errors::invalidCall, fmt::format("the text holds half a character (a lone surrogate {:04X}) after {}",
-                                                   static_cast<unsigned>(unit), inQuotes(result)));
-        } else {
-            appendUtf8(result, unit);
-        }
-    }
-    return result;
 }
 
 } // namespace corveth

@@ -18,6 +18,9 @@ CORVETH_API TextView trimBlanks(TextView text) noexcept;
 /// The first `units` UTF-16 units; all of a shorter text. Never splits a character.
 CORVETH_API TextView leftUnits(TextView text, std::size_t units) noexcept;
 
+/// How many UTF-16 units the text takes; a broken byte counts one.
+CORVETH_API std::size_t unitCount(TextView text) noexcept;
+
 /// Every occurrence of `what` replaced, in one pass from left to right; what was put in is not looked at again.
 CORVETH_API Text replaceAll(TextView text, TextView what, TextView with);
 
@@ -31,9 +34,5 @@ CORVETH_API Text inQuotes(TextView text);
 
 /// True when `text` is well-formed UTF-8 (no surrogates, nothing beyond U+10FFFF, no overlong forms).
 CORVETH_API bool isUtf8(TextView text) noexcept;
-
-/// Conversions at the binary edge. Both throw error 5 on an ill-formed source (a lone surrogate, broken UTF-8).
-CORVETH_API std::u16string toUtf16(TextView text);
-CORVETH_API Text fromUtf16(std::u16string_view text);
 
 } // namespace corveth

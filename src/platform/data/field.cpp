@@ -64,7 +64,7 @@ std::int32_t Field::get_ActualSize() const {
     const auto& value = recordset_->value(column_);
     switch (value.type()) {
     case ValueType::text:
-        return static_cast<std::int32_t>(toUtf16(*value.getIf<Text>()).size() * sizeof(char16_t));
+        return static_cast<std::int32_t>(unitCount(*value.getIf<Text>()) * sizeof(char16_t));
     case ValueType::bytes:
         return static_cast<std::int32_t>(value.getIf<Bytes>()->size());
     case ValueType::byte:

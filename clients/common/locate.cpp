@@ -56,7 +56,10 @@ fs::path locateServer(const fs::path& folder) {
     std::vector<fs::path> places;
     if (const fs::path build = buildFolder(folder); !build.empty()) places.push_back(build / libraryName);
     places.push_back(folder / libraryName);
-    places.push_back(folder.parent_path() / "lib" / libraryName);
+    for (const fs::path beside : {"../lib", CORVETH_INSTALLED_SERVER}) {
+        fs::path place = (folder / beside / libraryName).lexically_normal();
+        if (place != places.back()) places.push_back(std::move(place));
+    }
     if (const fs::path registered = registeredServer(); !registered.empty()) places.push_back(registered);
     std::string lookedAt;
     for (const auto& place : places) {

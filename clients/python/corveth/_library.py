@@ -13,6 +13,7 @@ from pathlib import Path
 
 from . import _binary as binary
 from ._errors import CANNOT_CREATE, SOURCE, Error
+from ._installed import SERVER
 
 LIBRARY = "prjCorveth.so"
 VARIABLE = "CORVETH_SERVER"
@@ -53,6 +54,8 @@ def find() -> Path:
     package = Path(__file__).resolve().parent
     places = [folder / LIBRARY for folder in _build_folder(package)]
     places += [package / LIBRARY, package.parent / LIBRARY]
+    if SERVER:
+        places.append(Path(os.path.normpath(package / SERVER)))
     places += _registered()
     for place in places:
         if place.is_file():

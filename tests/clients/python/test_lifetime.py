@@ -222,8 +222,8 @@ class FindingTest(unittest.TestCase):
     def test_where_the_library_is_found(self):
         def beside(folder):
             folder.mkdir(parents=True, exist_ok=True)
-            for name in (self.server.name, "libcorveth.so"):
-                (folder / name).symlink_to(self.server.parent / name)
+            for library in (self.server, *self.server.parent.glob("libcorveth.so*")):
+                (folder / library.name).symlink_to(library)
 
         with self.subTest("nowhere"):
             result = self.outside(self.FAILING)

@@ -1,0 +1,3 @@
+"""Where the server stands, seen from this folder: filled in when the module is installed together with it."""
+
+SERVER = ""

@@ -9,6 +9,7 @@
 #include "finance/invoice_details.h"
 #include "platform/automation/class_registry.h"
 #include "platform/data/connection.h"
+#include "platform/data/field.h"
 #include "platform/data/recordset.h"
 #include "platform/data/stream.h"
 #include "platform/desktop/desktop_object.h"
@@ -41,6 +42,8 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &Connection::description,
         &Recordset::description,
         &Stream::description,
+        &Fields::description,
+        &Field::description,
         // Services and the desktop.
         &StandardDbService::description,
         &Schema::description,

@@ -320,6 +320,19 @@ def _assigner(invoke, member: Member, path: str) -> Callable | None:
     return assign
 
 
+_named: dict[str, type[Object]] = {}
+
+
+def class_named(path: str) -> type[Object]:
+    """Stands for all objects of this name; what the server describes under it is derived from it."""
+    cls = _named.get(path)
+    if cls is None:
+        library, _, name = path.rpartition(".")
+        namespace = {"__slots__": (), "__module__": f"corveth.{library}", "_path": path}
+        cls = _named.setdefault(path, type(name, (Object,), namespace))
+    return cls
+
+
 def _make_class(description: Description, functions: binary.Functions) -> type[Object]:
     path = description.prog_id or description.name
     invoke = functions.invoke
@@ -389,7 +402,7 @@ def _make_class(description: Description, functions: binary.Functions) -> type[O
     namespace["_iterates_items"] = (
         default is not None and default.name.lower() == "item" and "_read_count" in namespace
     )
-    cls = type(description.name, (Object,), namespace)
+    cls = type(description.name, (class_named(path),), namespace)
     _values.encoders[cls] = _encode_object
     return cls
 

@@ -8,14 +8,17 @@ import json
 import pathlib
 import sys
 import textwrap
+from collections.abc import Callable
 
 import corveth
 
 EXAMPLES = pathlib.Path(__file__).with_name("contacts.jsonl")
 connection_string = f"Provider=SQLite;Data Source={sys.argv[1]}" if len(sys.argv) == 2 else sys.exit(__doc__)
+conn: corveth.ADODB.Connection
+crm: corveth.prjCorveth.CRM
 
 
-def open_database():
+def open_database() -> None:
     global conn, crm
     corveth.Dispatch("Corveth.Schema").Create(connection_string)
     conn = corveth.Dispatch("ADODB.Connection")
@@ -24,9 +27,9 @@ def open_database():
     crm.UseConnection(conn)
 
 
-def load_examples():
+def load_examples() -> None:
     service = corveth.Dispatch("Corveth.DbService")
-    ids = {}
+    ids: dict[str | None, str] = {}
     conn.BeginTrans()
     for line in EXAMPLES.read_text(encoding="utf-8").splitlines():
         row = json.loads(line)
@@ -47,7 +50,7 @@ def load_examples():
     conn.CommitTrans()
 
 
-def list_people():
+def list_people() -> None:
     members = corveth.Dispatch("prjCorveth.Contacts")
     members.SetCompanyFilter("CM00000001")
     members.Populate()
@@ -55,7 +58,7 @@ def list_people():
         print(member.ID, member.ToString, member.JobTitle, sep="  ")
 
 
-def show_contact():
+def show_contact() -> None:
     contact = corveth.Dispatch("prjCorveth.Contact")
     contact.ID = "CN00000001"
     print(contact.ToString, contact.Company.ToString, contact.OfficeAddress.Email, sep="\n")
@@ -66,7 +69,7 @@ def show_contact():
         print(notes(position).ID, notes(position).Title, notes(position).Note, sep="  ")
 
 
-def change_note():
+def change_note() -> None:
     note = corveth.Dispatch("prjCorveth.Note")
     note.ID = "NT00000004"
     note.Populate()
@@ -76,16 +79,16 @@ def change_note():
     print(rs.Fields("Title").Value, rs.Fields("Note").Value, sep=": ")
 
 
-def delete_company():
+def delete_company() -> None:
     company = corveth.Dispatch("prjCorveth.Contact")
     company.ID = "CM00000005"
     company.DeleteContact(True)
     companies = corveth.Dispatch("prjCorveth.Contacts")
-    companies.InitializeAsType(0)
+    companies.InitializeAsType(corveth.prjCorveth.ctContactType.ctCompany)
     print(len(companies), "companies are left:", ", ".join(company.ToString for company in companies))
 
 
-def run(step):
+def run(step: Callable[[], None]) -> None:
     """Prints the lines of a step as one would type them, then does them."""
     source = textwrap.dedent("".join(inspect.getsourcelines(step)[0][1:]))
     print()

@@ -74,7 +74,11 @@ class StubTest(DatabaseTest):
         made["ADODB.Fields"], made["ADODB.Field"] = rs.Fields, rs.Fields("One")
         stream = made["ADODB.Stream"] = corveth.Dispatch("ADODB.Stream")
         stream.Open()
-        return {path: made.get(path) or corveth.Dispatch(path) for path in classes("corveth.Object")}
+        found = {path: made.get(path) or corveth.Dispatch(path) for path in classes("corveth.Object")}
+        # What a failure holds on to must not be the root object: its end would close a later test's connection.
+        self.addCleanup(found.clear)
+        self.addCleanup(made.clear)
+        return found
 
     def test_dispatch_knows_the_creatable_classes(self):
         overloads = [node for node in parsed("__init__") if getattr(node, "name", "") == "Dispatch"]

@@ -1,8 +1,9 @@
-"""What a person reads and types beside the help: the manual page and the completion in bash."""
+"""What a person reads and types beside the help: the manual page, and the completion in bash and zsh."""
 
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import unittest
 
@@ -34,20 +35,38 @@ class ManualPage(unittest.TestCase):
             self.assertEqual(told[command], taken, command)
 
 
-class BashCompletion(unittest.TestCase):
-    def complete(self, *words):
-        """What is offered for the last word; `None` when that is left to the shell, which offers files."""
-        script = (
-            'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _corveth "$1" "${@: -1}" "${@: -2:1}";'
-            'printf "%s\\n" "${COMPREPLY[@]}"')
-        done = subprocess.run(
-            ["bash", "-uc", script, "bash", str(SOURCE / "completion" / "corveth.bash"), CORVETH, *words],
-            capture_output=True, encoding="utf-8", check=True)
-        self.assertEqual(done.stderr, "")
-        return done.stdout.split() or None
+BASH = """
+    source "$1"; shift
+    COMP_WORDS=("$@") COMP_CWORD=$(($# - 1))
+    _corveth "$1" "${@: -1}" "${@: -2:1}"
+    printf "%s\\n" "${COMPREPLY[@]}"
+"""
 
-    def test_what_is_offered(self):
+# What zsh's own completion offers to a function, as far as it is asked for.
+ZSH = """
+    offer() { print -rl -- ${(M)@:#$PREFIX*} }
+    compadd() {
+        local -a named quiet suffix
+        zparseopts -D -E a=named q=quiet S:=suffix
+        ((!$#named)) || set -- ${(P)1}
+        offer ${^@}${suffix[2]}
+    }
+    _describe() { offer ${${(P)2}%%:*} }
+    compset() { PREFIX=${PREFIX#*=} }
+    _files() { }
+    _message() { }
+    file=$1; shift
+    words=("$@") CURRENT=$# PREFIX=$@[-1]
+    source $file
+"""
+
+
+class Completion(unittest.TestCase):
+    """What is offered for the last word; `None` where that is left to the shell, which offers files."""
+
+    def check(self, complete):
         classes = subprocess.run([CORVETH, "classes"], capture_output=True, encoding="utf-8", check=True).stdout
+        properties = ["ID=", "LinkId=", "LinkType=", "Note=", "Title="]
         for name, words, expected in [
             ("commands", [""], [*commands(), "--help", "--version"]),
             ("a command begun", ["intro"], ["introspect"]),
@@ -60,18 +79,33 @@ class BashCompletion(unittest.TestCase):
             ("a class in full", ["introspect", "prjCorveth.Contacts"], ["prjCorveth.Contacts"]),
             ("a key is not known", ["show", "x.db", "Note", "N"], None),
             ("methods of the class", ["call", "x.db", "Note", "NT1", "D"], ["DeleteNote"]),
-            ("properties that can be set", ["set", "x.db", "Note", "NT1", ""], ["ID=", "LinkId=", "LinkType=", "Note=", "Title="]),
-            ("properties after others", ["set", "x.db", "Note", "NT1", "ID", "=", "x", "T"], ["Title="]),
-            ("the value is the client's", ["set", "x.db", "Note", "NT1", "Title", "="], None),
-            ("the value begun", ["set", "x.db", "Note", "NT1", "Title", "=", "T"], None),
+            ("methods after an option", ["call", "--json", "x.db", "Note", "NT1", "Dele"], ["DeleteNote"]),
+            ("properties that can be set", ["set", "x.db", "Note", "NT1", ""], properties),
+            ("properties after others", ["set", "x.db", "Note", "NT1", "ID=x", "T"], ["Title="]),
+            ("the value is the client's", ["set", "x.db", "Note", "NT1", "Title="], None),
+            ("the value begun", ["set", "x.db", "Note", "NT1", "Title=T"], None),
             ("filters", ["list", "x.db", "Notes", "SetI"], ["SetIDFilter="]),
-            ("methods after --json", ["call", "--json", "x.db", "Note", "NT1", "Dele"], ["DeleteNote"]),
             ("an unknown command", ["nothing", ""], None),
-            ("an unknown class", ["call", "x.db", "Nothing", "", ""], None),
+            ("an unknown class", ["call", "x.db", "Nothing", "NT1", ""], None),
             ("more than it takes", ["classes", ""], None),
         ]:
             with self.subTest(name):
-                self.assertEqual(self.complete(*words), expected)
+                done = subprocess.run(complete(words), capture_output=True, encoding="utf-8", check=False)
+                self.assertEqual(done.stderr, "")
+                self.assertEqual(done.stdout.split() or None, expected)
+
+    def test_bash(self):
+        def complete(words):
+            split = [part for word in words for part in (re.split("(=)", word) if "=" in word else [word])]
+            while split[-2:] == ["=", ""]:
+                split.pop()
+            return ["bash", "-uc", BASH, "bash", SOURCE / "completion" / "corveth.bash", CORVETH, *split]
+
+        self.check(complete)
+
+    @unittest.skipUnless(shutil.which("zsh"), "there is no zsh")
+    def test_zsh(self):
+        self.check(lambda words: ["zsh", "-fc", ZSH, "zsh", SOURCE / "completion" / "_corveth", CORVETH, *words])
 
 
 if __name__ == "__main__":

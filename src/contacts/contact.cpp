@@ -100,8 +100,11 @@ public:
     PictureFile(const PictureFile&) = delete;
     PictureFile& operator=(const PictureFile&) = delete;
     ~PictureFile() {
-        std::error_code ignored;
-        std::filesystem::remove(path_, ignored);
+        try {
+            std::filesystem::remove(path_);
+        } catch (const std::exception&) {
+            logSwallowed(Contact::className, "removing the file of a picture");
+        }
     }
     [[nodiscard]] const Text& path() const noexcept { return path_; }
 
@@ -217,7 +220,7 @@ Value Contact::savedPicture() const {
     try {
         return bitmapBytes(*Picture);
     } catch (...) {
-        showFailure();
+        showFailure(className, "saving the picture", id_);
         throw;
     }
 }
@@ -225,14 +228,16 @@ Value Contact::savedPicture() const {
 Ref<corveth::Picture> Contact::LoadPictureFromDB() {
     try {
         const Value& picture = rows_->value("Pic");
+        if (picture.isNull()) return {};
         const auto* bytes = picture.getIf<Bytes>();
-        if (bytes == nullptr) return {};
+        if (bytes == nullptr) raise(errors::typeMismatch, "the picture is not stored as bytes");
         const PictureFile file;
         const auto stream = openBinaryStream();
         stream->write(*bytes);
         stream->SaveToFile(file.path(), Stream::overwrite);
         return corveth::Picture::fromFile(file.path());
     } catch (const Error&) {
+        logSwallowed(className, "loading the picture", id_);
         return {};
     }
 }
@@ -251,7 +256,7 @@ void Contact::DeleteContact(bool bSelf) {
     if (isEntered) return;
     deleting.push_back(id_);
     const auto leave = finally([] { deleting.pop_back(); });
-    trapToBox([&] {
+    trapToBox(className, "deletion", id_, [&] {
         inTransaction(bSelf, [&] {
             // Contacts that belong to no company hold an empty ID there; they are not the members of an object without
             // one.

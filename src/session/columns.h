@@ -5,6 +5,7 @@
 
 #include "platform/automation/describe.h"
 #include "platform/data/recordset.h"
+#include "session/failure.h"
 
 namespace corveth {
 
@@ -87,6 +88,31 @@ constexpr auto columnNames() {
 template <const auto& columns>
 inline constexpr auto namesOf = columnNames<columns>();
 
+/// Whether a column that cannot be read is passed over.
+constexpr bool isLenient(OnNull policy) noexcept {
+    return policy == OnNull::ignored || policy == OnNull::emptiesElseIgnored;
+}
+
+/// For the log: a column was passed over for the error being handled.
+template <class C>
+void logIgnored(const Column<C>& column, const C& object) {
+    if constexpr (requires { object.get_ID(); }) {
+        logSwallowed(C::className, Text("reading ") + column.name, object.get_ID());
+    } else {
+        logSwallowed(C::className, Text("reading ") + column.name);
+    }
+}
+
+template <class C>
+void passOverMissing(const Column<C>& column, const C& object) {
+    try {
+        raise(errors::noSuchItem, column.name);
+    } catch (const Error&) {
+        if (!isLenient(column.onNull)) throw;
+        logIgnored(column, object);
+    }
+}
+
 template <class C>
 void loadCell(const Column<C>& column, C& object, const Value& cell) {
     if (cell.isNull()) {
@@ -95,13 +121,14 @@ void loadCell(const Column<C>& column, C& object, const Value& cell) {
             column.load(object, Value());
         return;
     }
-    if (column.onNull != OnNull::ignored && column.onNull != OnNull::emptiesElseIgnored) {
+    if (!isLenient(column.onNull)) {
         column.load(object, cell);
         return;
     }
     try {
         column.load(object, cell);
-    } catch (const Error&) { // NOLINT(bugprone-empty-catch): that is what the policy says
+    } catch (const Error&) {
+        logIgnored(column, object);
     }
 }
 
@@ -145,8 +172,8 @@ void loadRow(const Recordset& rows, C& object) {
         const auto& column = columns[i];
         if (column.load == nullptr) continue;
         if (positions[i] < 0) {
-            if (column.onNull == OnNull::ignored || column.onNull == OnNull::emptiesElseIgnored) continue;
-            raise(errors::noSuchItem, column.name);
+            detail::passOverMissing(column, object);
+            continue;
         }
         detail::loadCell(column, object, rows.value(static_cast<std::size_t>(positions[i])));
     }

@@ -30,10 +30,13 @@ CRM::~CRM() {
         if (connection) connection->Close();
     } catch (...) {
         // A release cannot return it. In a transaction the connection stays open, and the client's.
-        logSwallowed(*connection, "CRM", "closing the shared connection", currentError());
+        logSwallowed(*connection, "CRM", "closing the shared connection");
     }
-    connection = nullptr;
-    pumpMessages();
+    try {
+        pumpMessages();
+    } catch (...) {
+        if (connection) logSwallowed(*connection, "CRM", "processing window messages");
+    }
 }
 
 Ref<Contacts> CRM::get_Contacts() const {

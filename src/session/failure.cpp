@@ -22,7 +22,22 @@ void reportFailure(const char* source, Report report, const char* message, std::
     throw Error(number, source, std::move(description));
 }
 
-void showFailure() {
+void logSwallowed(const Connection& connection, TextView className, TextView operation, TextView id) noexcept {
+    try {
+        const Text what = id.empty() ? Text(operation) : Text(operation).append(" of ").append(id);
+        connection.log(className, what, currentError().description);
+    } catch (...) { // NOLINT(bugprone-empty-catch): there is nowhere left to report to
+    }
+}
+
+void logSwallowed(TextView className, TextView operation, TextView id) noexcept {
+    if (!hasModuleState()) return;
+    const Ref<Connection> connection = moduleState().SharedConnection;
+    if (connection) logSwallowed(*connection, className, operation, id);
+}
+
+void showFailure(TextView className, TextView operation, TextView id) {
+    logSwallowed(className, operation, id);
     messageBox(currentError().description);
 }
 
@@ -40,14 +55,7 @@ void rollBackTransaction() noexcept {
     try {
         connection->RollbackTrans();
     } catch (...) {
-        logSwallowed(*connection, "", "rolling back", currentError());
-    }
-}
-
-void logSwallowed(Connection& connection, TextView className, TextView operation, const Error& error) noexcept {
-    try {
-        connection.log(Text(className) + "\t" + Text(operation) + "\t" + error.description);
-    } catch (...) { // NOLINT(bugprone-empty-catch): there is nowhere left to report to
+        logSwallowed(*connection, "Connection", "rolling back");
     }
 }
 

@@ -30,16 +30,24 @@ void trap(const char* source, Report report, const char* message, Body&& body,
     }
 }
 
-/// Shows the text of the error being handled in a message box. Call in a handler only.
-CORVETH_API void showFailure();
+/// What the system swallows by design goes to the log of the thread's shared connection, when it has one: the error
+/// being handled, which `className` met at `operation`, with the ID of the record where there is one. Call in a handler
+/// only.
+CORVETH_API void logSwallowed(TextView className, TextView operation, TextView id = {}) noexcept;
+/// The same to the log of `connection`.
+CORVETH_API void logSwallowed(const Connection& connection, TextView className, TextView operation,
+                              TextView id = {}) noexcept;
 
-/// Runs `body`; a failure is shown in a message box and goes no further.
+/// Shows the text of the error being handled in a message box, and writes it to the log. Call in a handler only.
+CORVETH_API void showFailure(TextView className, TextView operation, TextView id);
+
+/// Runs `body`; a failure is shown in a message box and goes no further. The rest is for the log.
 template <class Body>
-void trapToBox(Body&& body) {
+void trapToBox(TextView className, TextView operation, TextView id, Body&& body) {
     try {
         std::forward<Body>(body)();
     } catch (...) {
-        showFailure();
+        showFailure(className, operation, id);
     }
 }
 
@@ -48,10 +56,6 @@ CORVETH_API void beginTransaction();
 CORVETH_API void commitTransaction();
 /// Never fails: what brought it about is already being reported.
 CORVETH_API void rollBackTransaction() noexcept;
-
-/// What the system swallows by design goes to the connection's log, when it has one.
-CORVETH_API void logSwallowed(Connection& connection, TextView className, TextView operation,
-                              const Error& error) noexcept;
 
 /// Runs `body` in a transaction of its own when `bSelf` is set, rolled back when it or the commit fails; else in
 /// whatever transaction the client holds.

@@ -346,6 +346,7 @@ TEST_F(ContactTest, APictureThatCannotBeSavedIsShownAndFailsTheSave) {
     setProgramFolder(earlier);
     ASSERT_EQ(boxes.size(), 1U);
     EXPECT_THAT(boxes[0], StartsWith("prjCorveth|"));
+    EXPECT_THAT(logged(), ElementsAre(StartsWith("Contact|saving the picture|")));
     EXPECT_EQ(scalar("Select Count(*) From ContactMaster"), "0");
 }
 

@@ -139,10 +139,6 @@ TEST_P(DataConnection, TracesWhatIsSentBeforeItRuns) {
     EXPECT_EQ(rows("Select Name From Items"), "x");
     EXPECT_THAT(raised([&] { static_cast<void>(connect("Trace File=" + folder.file("none/trace"))); }),
                 StartsWith("3002 ADODB.Connection: File could not be opened. \"" + folder.file("none/trace")));
-    traced->log("first\nline");
-    const auto logged = connect("Log=" + folder.file("log"));
-    logged->log("first\nline");
-    EXPECT_EQ(contentOf(folder.file("log")), "first\\nline\n");
 }
 
 TEST_P(DataConnection, BelongsToTheThreadThatMadeIt) {

@@ -4,6 +4,7 @@
 #include "services/schema.h"
 #include "session/module_state.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -44,7 +45,7 @@ void DatabaseTest::SetUp() {
     const Text source = "Provider=SQLite;Data Source=" + (folder_ / "test.db").string();
     createDatabase(source);
     connection = make<Connection>();
-    connection->open(source + ";Trace File=" + (folder_ / "trace").string());
+    connection->open(source + ";Trace File=" + (folder_ / "trace").string() + ";Log=" + (folder_ / "log").string());
     own_ = make<Connection>();
     own_->open(source);
     moduleState().SharedConnection = connection;
@@ -68,6 +69,19 @@ std::vector<Text> DatabaseTest::statements() {
         if (kind == "service" || kind == "row") continue;
         const Text text = tab == Text::npos ? Text() : line.substr(tab + 1);
         result.push_back(text.empty() ? kind : kind + "|" + text);
+    }
+    return result;
+}
+
+std::vector<Text> DatabaseTest::logged() {
+    std::ifstream log(folder_ / "log");
+    log.seekg(static_cast<std::streamoff>(logRead_));
+    std::vector<Text> result;
+    for (Text line; std::getline(log, line);) {
+        logRead_ += line.size() + 1;
+        line.erase(0, line.find('\t') + 1);
+        std::ranges::replace(line, '\t', '|');
+        result.push_back(line);
     }
     return result;
 }

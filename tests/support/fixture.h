@@ -33,6 +33,8 @@ protected:
 
     /// The system's own statements since the last call, as `kind|text` (a transaction's kinds alone).
     std::vector<Text> statements();
+    /// What went to the log since the last call: class, operation and words, parted by `|`.
+    std::vector<Text> logged();
     /// A statement of the test, past the trace.
     void sql(TextView statement);
     /// The first column of the first row as text; "(none)" without a row, "(null)" for Null.
@@ -45,6 +47,7 @@ private:
     std::filesystem::path folder_;
     Ref<Connection> own_;
     std::size_t traceRead_ = 0;
+    std::size_t logRead_ = 0;
 };
 
 } // namespace corveth::test

@@ -3,8 +3,13 @@
 #include "platform/data/column_value.h"
 #include "platform/data/dialect.h"
 #include "platform/data/statement_facts.h"
+#include "platform/scope_exit.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 
 namespace corveth::data {
 
@@ -12,16 +17,62 @@ namespace {
 
 constexpr const char* source = "ADODB.Connection";
 
+/// From here on a statement is worth a line in the log.
+constexpr std::chrono::milliseconds slow{250};
+
+constexpr auto noText = [] { return TextView(); };
+
+/// Lines that were appended to the database would be its end.
+void refuseDatabaseAsOutput(const ConnectionSettings& settings) {
+    for (const char* keyword : {"Trace File", "Log"}) {
+        std::error_code notThere;
+        if (!std::filesystem::equivalent(settings.value(keyword), settings.value("Data Source"), notThere)) continue;
+        raise(errors::badArguments, fmt::format("Connection string: \"{}\" names the database.", keyword), source);
+    }
+}
+
+const ConnectionSettings& checked(const ConnectionSettings& settings) {
+    refuseDatabaseAsOutput(settings);
+    return settings;
+}
+
 } // namespace
 
 Channel::Channel(const ConnectionSettings& settings)
-    : trace_(settings.value("Trace File")), log_(settings.value("Log")), session_(settings.provider->open(settings)) {}
+    : trace_(checked(settings).value("Trace File")),
+      log_(std::make_shared<Log>(settings.value("Log"))),
+      session_(settings.provider->open(settings)) {
+    if (!log_->isOn()) return;
+    session_->setFailureListener(
+        [this](TextView operation, TextView words) { log_->write("Connection", operation, words); });
+}
 
 Channel::~Channel() = default;
+
+template <class TextOf, class Action>
+decltype(auto) Channel::watched(TextView kind, const TextOf& textOf, const Action& action) {
+    using Clock = std::chrono::steady_clock;
+    if (!log_->isOn()) return action();
+    const auto begin = Clock::now();
+    const auto note = finally([&] {
+        const auto taken = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+        if (taken < slow) return;
+        try {
+            log_->write("Connection", fmt::format("slow {}", kind), fmt::format("{} ms {}", taken.count(), textOf()));
+        } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): a line less, and nothing else is disturbed
+        }
+    });
+    return action();
+}
 
 Channel::Outcome Channel::run(TextView kind, TextView sql, std::vector<Value>* cells) {
     if (sql.find_first_not_of(" \t\r\n\f\v;") == TextView::npos) raise(errors::noCommandText, {}, source);
     trace_.write(kind, sql);
+    return watched(
+        kind, [&] { return sql; }, [&] { return runText(sql, cells); });
+}
+
+Channel::Outcome Channel::runText(TextView sql, std::vector<Value>* cells) {
     lifter_.lift(sql);
     switch (lifter_.kind()) {
     case StatementKind::transaction:
@@ -125,37 +176,43 @@ std::vector<CachedStatement::Target> Channel::targetsOf(std::span<const Token> t
 
 std::int64_t Channel::write(TextView statement, std::span<const Parameter> parameters, std::vector<Value>* cells) {
     if (trace_.isOn()) trace_.write("row", withValues(statement, parameters));
-    return prepared(statement).prepared->run(parameters, cells).affected;
+    return watched(
+        "row", [&] { return withValues(statement, parameters); },
+        [&] { return prepared(statement).prepared->run(parameters, cells).affected; });
 }
 
 void Channel::read(TextView statement, std::span<const Parameter> parameters, std::vector<Value>& cells) {
-    prepared(statement).prepared->run(parameters, &cells);
+    watched(
+        "row", [&] { return withValues(statement, parameters); },
+        [&] { prepared(statement).prepared->run(parameters, &cells); });
 }
 
 void Channel::begin() {
     trace_.write("begin");
-    session_->begin(level_ + 1);
+    watched("begin", noText, [&] { session_->begin(level_ + 1); });
     ++level_;
 }
 
 void Channel::commit() {
     if (level_ == 0) raise(errors::noTransaction, {}, source);
     trace_.write("commit");
-    session_->commit(level_);
+    watched("commit", noText, [&] { session_->commit(level_); });
     --level_;
 }
 
 void Channel::rollback() {
     if (level_ == 0) raise(errors::noTransaction, {}, source);
     trace_.write("rollback");
-    session_->rollback(level_);
+    watched("rollback", noText, [&] { session_->rollback(level_); });
     --level_;
 }
 
 Text Channel::nextId(const KeySpace& keys) {
     StatementListener listener;
     if (trace_.isOn()) listener = [this](TextView statement) { trace_.write("service", statement); };
-    return session_->nextId(keys, listener);
+    return watched(
+        "service", [&] { return fmt::format("a new key of {}", keys.table); },
+        [&] { return session_->nextId(keys, listener); });
 }
 
 } // namespace corveth::data

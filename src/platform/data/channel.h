@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/data/literals.h"
+#include "platform/data/log.h"
 #include "platform/data/statement_cache.h"
 #include "platform/data/tokenizer.h"
 #include "platform/data/trace.h"
@@ -35,9 +36,14 @@ public:
     [[nodiscard]] Text nextId(const KeySpace& keys);
     [[nodiscard]] Session& session() noexcept { return *session_; }
     [[nodiscard]] const Trace& trace() const noexcept { return trace_; }
-    [[nodiscard]] const LineFile& log() const noexcept { return log_; }
+    [[nodiscard]] const std::shared_ptr<const Log>& log() const noexcept { return log_; }
 
 private:
+    /// Runs `action`; when it takes long, a line in the log has the time and the text that `textOf` gives.
+    template <class TextOf, class Action>
+    decltype(auto) watched(TextView kind, const TextOf& textOf, const Action& action);
+
+    Outcome runText(TextView sql, std::vector<Value>* cells);
     CachedStatement& prepared(TextView text);
     CachedStatement prepare(TextView text);
     [[nodiscard]] std::vector<CachedStatement::Target> targetsOf(std::span<const Token> tokens);
@@ -50,7 +56,7 @@ private:
     static constexpr std::size_t cacheCapacity = 256;
 
     Trace trace_;
-    LineFile log_;
+    std::shared_ptr<const Log> log_; ///< before the session, which may write to it while it ends
     std::unique_ptr<Session> session_;
     StatementCache cache_{cacheCapacity}; ///< after the session: its statements go first
     LiteralLifter lifter_;

@@ -41,18 +41,30 @@ void Connection::Open(const Text& ConnectionString, const Text& UserID, const Te
     checkThread();
     if (isOpen()) raise(errors::objectOpen, {}, source);
     const Text& text = ConnectionString.empty() ? connectionString_ : ConnectionString;
-    const auto settings = data::parseConnectionString(text, UserID, Password);
+    openWith(data::parseConnectionString(text, UserID, Password), text);
+}
+
+void Connection::openWith(const data::ConnectionSettings& settings, const Text& connectionString) {
     auto channel = std::make_unique<data::Channel>(settings);
     if (timeout_ && !settings.timeout) channel->session().setTimeout(*timeout_);
     if (settings.timeout) timeout_ = settings.timeout;
-    connectionString_ = data::withoutPassword(text);
+    connectionString_ = data::withoutPassword(connectionString);
     provider_ = settings.provider->name;
     channel_ = std::move(channel);
+    log_ = channel_->log();
     ++generation_;
 }
 
 void Connection::open(TextView connectionString) {
     Open(Text(connectionString), {}, {}, -1);
+}
+
+void Connection::openReadOnly(TextView connectionString) {
+    checkThread();
+    if (isOpen()) raise(errors::objectOpen, {}, source);
+    auto settings = data::parseConnectionString(connectionString);
+    settings.isReadOnly = true;
+    openWith(settings, Text(connectionString));
 }
 
 void Connection::Close() {
@@ -109,9 +121,8 @@ void Connection::traceRefused(TextView kind, TextView sql) {
     channel().trace().write(kind, sql);
 }
 
-void Connection::log(TextView line) {
-    checkThread();
-    if (isOpen()) channel_->log().write(line);
+void Connection::log(TextView className, TextView operation, TextView words) const noexcept {
+    if (log_ != nullptr) log_->write(className, operation, words);
 }
 
 Text Connection::nextId(TextView code, std::int32_t length, TextView keyColumn, TextView table) {

@@ -8,7 +8,9 @@ class Recordset;
 
 namespace data {
 class Channel;
-}
+class Log;
+struct ConnectionSettings;
+} // namespace data
 
 enum class CursorType : std::int32_t { forwardOnly = 0, keyset = 1, dynamic = 2, staticCopy = 3 };
 enum class LockType : std::int32_t {
@@ -58,14 +60,16 @@ public:
 
     // For callers in C++.
     void open(TextView connectionString);
+    /// To look only: what would write fails, and no byte of the database changes.
+    void openReadOnly(TextView connectionString);
     [[nodiscard]] bool isOpen() const noexcept { return channel_ != nullptr; }
     [[nodiscard]] std::int32_t transactionLevel() const noexcept;
     /// Runs one statement whose rows, if any, nobody wants; how many rows it changed. Traced as `execute`.
     std::int64_t execute(TextView sql);
     /// Traces a statement that was refused before it could be sent; `kind` is "open" or "execute".
     void traceRefused(TextView kind, TextView sql);
-    /// A line for the log file of the connection string; nothing without one.
-    void log(TextView line);
+    /// A line in the log file of the last connection string, also when closed; nothing without one. On any thread.
+    void log(TextView className, TextView operation, TextView words) const noexcept;
     /// A new key: `code` and digits, `length` characters in all. One more than the greatest of the last that this
     /// process made, the counter in the database and the column itself; never given twice. Traced as `service`.
     Text nextId(TextView code, std::int32_t length, TextView keyColumn, TextView table);
@@ -78,7 +82,10 @@ public:
 private:
     struct Table;
 
+    void openWith(const data::ConnectionSettings& settings, const Text& connectionString);
+
     std::unique_ptr<data::Channel> channel_;
+    std::shared_ptr<const data::Log> log_;
     unsigned generation_ = 0;
     Text connectionString_;
     Text provider_;

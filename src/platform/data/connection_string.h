@@ -20,6 +20,7 @@ struct ConnectionSettings {
     const Provider* provider = nullptr;
     std::vector<std::pair<Text, Text>> values; ///< keyword as documented, and its value
     std::optional<std::int32_t> timeout;       ///< seconds; none when it was not given
+    bool isReadOnly = false;                   ///< no keyword's: whoever opens says so
 
     /// Empty when it was not given.
     [[nodiscard]] TextView value(TextView keyword) const noexcept;

@@ -83,6 +83,8 @@ struct KeySpace {
 
 /// Hears the statements that a session sends on its own account.
 using StatementListener = std::function<void(TextView)>;
+/// Hears of failures that no call returns: what was being done, and the engine's words.
+using FailureListener = std::function<void(TextView, TextView)>;
 
 /// One open database. The caller counts transaction levels from 1; only level 1 is a transaction of the engine.
 /// A transaction that the engine ended by itself stays in place: everything fails with the words it ended with until
@@ -104,9 +106,20 @@ public:
     virtual void rollback(int level) = 0;
     virtual void setTimeout(std::int32_t seconds) = 0;
     virtual Text nextId(const KeySpace& keys, const StatementListener& listener) = 0;
+    /// What the engine itself finds wrong with the database, in its own words; empty when it is sound.
+    [[nodiscard]] virtual std::vector<Text> integrityProblems() = 0;
+
+    /// `listener` must not throw.
+    void setFailureListener(FailureListener listener) { failureListener_ = std::move(listener); }
 
 protected:
     Session() = default;
+    void reportFailure(TextView operation, TextView words) const {
+        if (failureListener_) failureListener_(operation, words);
+    }
+
+private:
+    FailureListener failureListener_;
 };
 
 /// An engine.

@@ -16,16 +16,13 @@ MessagePump& currentPump() {
 
 } // namespace
 
-void pumpMessages() noexcept {
-    try {
-        MessagePump pump;
-        {
-            const std::scoped_lock lock(pumpMutex);
-            pump = currentPump();
-        }
-        if (pump) pump();
-    } catch (...) { // NOLINT(bugprone-empty-catch): see the declaration
+void pumpMessages() {
+    MessagePump pump;
+    {
+        const std::scoped_lock lock(pumpMutex);
+        pump = currentPump();
     }
+    if (pump) pump();
 }
 
 MessagePump setMessagePump(MessagePump pump) {

@@ -6,11 +6,12 @@
 
 namespace corveth {
 
-/// Lets the calling thread process its pending window messages once. Without a handler there are none.
-CORVETH_API void pumpMessages() noexcept;
+/// Lets the calling thread process its pending window messages once. Without a handler there are none. Throws what the
+/// handler throws.
+CORVETH_API void pumpMessages();
 
 using MessagePump = std::function<void()>;
-/// Replaces the handler of the process and returns the earlier one; an exception it throws goes no further.
+/// Replaces the handler of the process and returns the earlier one.
 CORVETH_API MessagePump setMessagePump(MessagePump pump);
 
 } // namespace corveth

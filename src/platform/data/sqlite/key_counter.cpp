@@ -175,20 +175,25 @@ void KeyCounter::raiseCounter(const Given& given, bool inTransaction, std::int32
     bindText(restoring, 1, given.table);
     bindText(restoring, 2, given.code);
     sqlite3_bind_int64(restoring, 3, given.number);
-    sqlite3_step(restoring);
+    const int code = sqlite3_step(restoring);
+    const Text why = code == SQLITE_DONE ? Text() : words(on, code);
     sqlite3_reset(restoring);
+    if (!why.empty()) throw Error(errors::engine, source, why);
 }
 
-void KeyCounter::rolledBack(bool inTransaction, std::int32_t timeout) noexcept {
+Text KeyCounter::rolledBack(bool inTransaction, std::int32_t timeout) {
+    Text why;
     try {
         for (const auto& given : given_)
             raiseCounter(given, inTransaction, timeout);
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
         // The rollback itself is done, and this process does not give the same keys again whatever the counter says.
+        why = error.what();
         ofOwn_.clear();
         own_.reset();
     }
     if (!inTransaction) given_.clear();
+    return why;
 }
 
 } // namespace corveth::data::sqlite

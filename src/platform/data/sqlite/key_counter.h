@@ -31,7 +31,8 @@ public:
     [[nodiscard]] Text next(const KeySpace& keys, bool inTransaction, std::int32_t timeout,
                             const StatementListener& listener);
     /// A rollback took counters back with it: raises them again, so that other processes do not give the same keys.
-    void rolledBack(bool inTransaction, std::int32_t timeout) noexcept;
+    /// Returns why that could not be done; empty when it was.
+    [[nodiscard]] Text rolledBack(bool inTransaction, std::int32_t timeout);
     void ended() noexcept { given_.clear(); }
 
 private:

@@ -39,7 +39,8 @@ void configure(sqlite3* database, std::int32_t timeout) {
 }
 
 std::unique_ptr<Session> open(const ConnectionSettings& settings) {
-    return std::make_unique<SqliteSession>(pathOf(settings), settings.timeout.value_or(defaultTimeout));
+    return std::make_unique<SqliteSession>(pathOf(settings), settings.timeout.value_or(defaultTimeout),
+                                           settings.isReadOnly);
 }
 
 /// Only its owner may read what is kept about people, so the file is made before the engine would make it.
@@ -102,16 +103,37 @@ Database openDatabase(const Text& path, std::int32_t timeout) {
     return database;
 }
 
-SqliteSession::SqliteSession(const Text& path, std::int32_t timeout)
-    : database_(openDatabase(path, timeout)), keys_(database_.get(), path), timeout_(timeout) {}
+SqliteSession::SqliteSession(const Text& path, std::int32_t timeout, bool isReadOnly)
+    : path_(path),
+      isReadOnly_(isReadOnly),
+      database_(openDatabase(path, timeout)),
+      keys_(database_.get(), path),
+      timeout_(timeout) {
+    if (isReadOnly) allowNoWriting();
+}
 
 SqliteSession::~SqliteSession() {
+    if (isReadOnly_) keepLogOfChanges();
     if (!inTransaction_) return;
     try {
         rollback(1);
-    } catch (const Error&) {
+    } catch (const Error& error) {
         inTransaction_ = false; // closing rolls back in any case
+        reportFailure("rolling back", error.description);
     }
+}
+
+void SqliteSession::allowNoWriting() {
+    const int code = sqlite3_exec(database_.get(), "PRAGMA query_only=ON", nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK) failed(code);
+}
+
+/// The last connection to be closed would carry what the last writer left in the log of changes over into the database
+/// file. An empty log can go.
+void SqliteSession::keepLogOfChanges() noexcept {
+    std::error_code none;
+    const auto size = std::filesystem::file_size(path_ + "-wal", none);
+    if (!none && size > 0) sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
 const Dialect& SqliteSession::dialect() const noexcept {
@@ -218,7 +240,10 @@ void SqliteSession::rollback(int level) {
         run("Rollback To " + name);
         run("Release " + name);
     }
-    if (level == 1 || !ended) keys_.rolledBack(inTransaction_, timeout_);
+    if (level > 1 && ended) return;
+    if (const Text why = keys_.rolledBack(inTransaction_, timeout_); !why.empty()) {
+        reportFailure("keeping the key counters through a rollback", why);
+    }
 }
 
 void SqliteSession::setTimeout(std::int32_t seconds) {
@@ -229,11 +254,22 @@ void SqliteSession::setTimeout(std::int32_t seconds) {
 Text SqliteSession::nextId(const KeySpace& keys, const StatementListener& listener) {
     requireUsable();
     try {
-        return keys_.next(keys, inTransaction_, timeout_, listener);
+        // What reads only must not write through the counter's own connection either.
+        return keys_.next(keys, inTransaction_ || isReadOnly_, timeout_, listener);
     } catch (const Error& error) {
         noteEnd(error.description);
         throw;
     }
+}
+
+std::vector<Text> SqliteSession::integrityProblems() {
+    std::vector<Value> cells;
+    prepare("PRAGMA integrity_check")->run({}, &cells);
+    std::vector<Text> problems;
+    for (const Value& cell : cells) {
+        if (const auto* words = cell.getIf<Text>(); words != nullptr && *words != "ok") problems.push_back(*words);
+    }
+    return problems;
 }
 
 void SqliteSession::requireUsable() {

@@ -9,7 +9,7 @@ namespace corveth::data::sqlite {
 
 class SqliteSession final : public Session, public SessionState {
 public:
-    SqliteSession(const Text& path, std::int32_t timeout);
+    SqliteSession(const Text& path, std::int32_t timeout, bool isReadOnly);
     SqliteSession(const SqliteSession&) = delete;
     SqliteSession& operator=(const SqliteSession&) = delete;
     ~SqliteSession() override;
@@ -22,6 +22,7 @@ public:
     void rollback(int level) override;
     void setTimeout(std::int32_t seconds) override;
     Text nextId(const KeySpace& keys, const StatementListener& listener) override;
+    [[nodiscard]] std::vector<Text> integrityProblems() override;
 
 private:
     void requireUsable() override;
@@ -32,7 +33,11 @@ private:
     void noteEnd(const Text& why);
     void run(const Text& sql);
     [[nodiscard]] TableInfo describeTable(TextView name, bool isView);
+    void allowNoWriting();
+    void keepLogOfChanges() noexcept;
 
+    Text path_;
+    bool isReadOnly_;
     Database database_;
     KeyCounter keys_; ///< its statements go before the database
     std::int32_t timeout_;

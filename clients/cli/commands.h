@@ -23,6 +23,16 @@ struct Request {
     bool asJson = false;
 };
 
+/// What goes to standard output, and, when the answer is a bad one, to standard error: exit status 1.
+struct Result {
+    std::string output;
+    std::string complaint;
+
+    Result() = default;
+    Result(std::string text)
+        : output(std::move(text)) {} // NOLINT(google-explicit-constructor): most have no more to say
+};
+
 // Each returns what goes to standard output; failures are thrown as client::Failure.
 
 std::string initDatabase(const Request& request);
@@ -37,5 +47,6 @@ std::string listMembers(const Request& request);
 std::string callMethod(const Request& request);
 std::string loadFile(const Request& request);
 std::string runStatement(const Request& request);
+Result checkRows(const Request& request);
 
 } // namespace corveth::cli

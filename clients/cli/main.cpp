@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <string>
 
 namespace corveth::cli {
@@ -46,6 +47,15 @@ constexpr const char* loadHelp =
     "A text @LABEL stands for a label's key, @file:PATH for what a file holds, @@ for a plain @.\n"
     "A new record takes its class's defaults before its properties.";
 
+constexpr const char* checkHelp =
+    "link       a row whose link names nothing\n"
+    "orphan     a row whose owner is gone\n"
+    "duplicate  rows that are there twice\n"
+    "counter    a counter behind the keys that it counts: for information, the next key puts it right\n"
+    "integrity  what the engine finds wrong with the database\n"
+    "\n"
+    "The exit status is 1 when there are problems.";
+
 /// The commands and their options; `request` receives what is parsed, `run` the command chosen.
 class CommandLine {
 public:
@@ -78,10 +88,10 @@ public:
             unmark(text);
     }
     int reportHelp(const CLI::ParseError& error) { return app_.exit(error); }
-    [[nodiscard]] std::string run() const { return run_(request_); }
+    [[nodiscard]] Result run() const { return run_(request_); }
 
 private:
-    using Command = std::string (*)(const Request&);
+    using Command = std::function<Result(const Request&)>;
 
     /// The parser itself would only say that a command is required.
     void requireCommand(const std::string& word) const {
@@ -96,7 +106,7 @@ private:
 
     CLI::App* add(const char* name, const char* what, Command command) {
         auto* sub = app_.add_subcommand(name, what);
-        sub->callback([this, command] { run_ = command; });
+        sub->callback([this, command = std::move(command)] { run_ = command; });
         return sub;
     }
     void addText(CLI::App* sub, const char* name, std::string& target, const char* what) {
@@ -173,6 +183,11 @@ private:
         addText(sub, "STATEMENT", request_.statement, "The statement");
         addJson(sub);
         sub->footer(jsonHelp);
+
+        sub = add("check", "Looks for rows that do not fit together; reads only", checkRows);
+        addDatabase(sub);
+        addJson(sub);
+        sub->footer(checkHelp);
     }
 
     /// The parser takes a text in brackets apart as a list and, once an argument may be repeated, sends what follows
@@ -185,7 +200,7 @@ private:
 
     CLI::App app_;
     Request request_;
-    Command run_ = nullptr;
+    Command run_;
 };
 
 /// Every line of a description stands on its own; what else a terminal would obey is written as an escape.
@@ -217,13 +232,15 @@ int main(int argc, char** argv) {
         return misuse(error.what());
     }
     try {
-        const std::string output = commands.run();
+        const auto [output, complaint] = commands.run();
         const bool isWritten = std::fwrite(output.data(), 1, output.size(), stdout) == output.size();
         if (!isWritten || std::fflush(stdout) != 0) {
             complain("the result could not be written to standard output");
             return failed;
         }
-        return done;
+        if (complaint.empty()) return done;
+        complain(complaint);
+        return failed;
     } catch (const WrongUse& error) {
         return misuse(error.what());
     } catch (const client::Failure& failure) {

@@ -2,22 +2,17 @@
 
 #include "platform/data/definition.h"
 #include "platform/data/provider.h"
+#include "services/row_check.h"
 #include "services/schema_text.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace corveth {
 namespace {
 
 constexpr const char* source = "Corveth.Schema";
 constexpr TextView versionTable = "SchemaVersion";
-
-data::Definition wholeDefinition() {
-    data::Definition definition;
-    for (const SchemaText& file : schemaTexts())
-        definition.read(file.file, file.text);
-    return definition;
-}
 
 /// What a message calls the database.
 TextView nameOf(const data::ConnectionSettings& settings) {
@@ -62,7 +57,23 @@ Text occupiedBy(const data::ConnectionSettings& settings) {
     return fmt::format("{} has its tables already, of version {}.", name, version);
 }
 
+void requireVersion(std::int32_t version, TextView name) {
+    if (version == schemaVersion) return;
+    if (version == 0)
+        throw Error(errors::application, source, fmt::format("{} has none of the tables of this system.", name));
+    throw Error(errors::application, source,
+                fmt::format("The tables of {} are of version {}, {} than this build's {}.", name, version,
+                            version > schemaVersion ? "newer" : "older", schemaVersion));
+}
+
 } // namespace
+
+data::Definition wholeDefinition() {
+    data::Definition definition;
+    for (const SchemaText& file : schemaTexts())
+        definition.read(file.file, file.text);
+    return definition;
+}
 
 void createDatabase(TextView connectionString) {
     const data::ConnectionSettings settings = data::parseConnectionString(connectionString);
@@ -88,14 +99,11 @@ std::int32_t databaseVersion(TextView connectionString) {
 
 void checkDatabase(TextView connectionString) {
     const data::ConnectionSettings settings = data::parseConnectionString(connectionString);
-    const std::int32_t version = versionIn(*settings.provider->open(settings));
-    if (version == schemaVersion) return;
-    const TextView name = nameOf(settings);
-    if (version == 0)
-        throw Error(errors::application, source, fmt::format("{} has none of the tables of this system.", name));
-    throw Error(errors::application, source,
-                fmt::format("The tables of {} are of version {}, {} than this build's {}.", name, version,
-                            version > schemaVersion ? "newer" : "older", schemaVersion));
+    requireVersion(versionIn(*settings.provider->open(settings)), nameOf(settings));
+}
+
+void requireTables(data::Session& session, TextView connectionString) {
+    requireVersion(versionIn(session), nameOf(data::parseConnectionString(connectionString)));
 }
 
 void Schema::Create(const Text& ConnectionString) {
@@ -110,11 +118,25 @@ void Schema::Check(const Text& ConnectionString) const {
     checkDatabase(ConnectionString);
 }
 
+Text Schema::CheckRows(const Text& ConnectionString) const {
+    auto list = nlohmann::ordered_json::array();
+    for (const Finding& finding : checkRows(ConnectionString)) {
+        list.push_back({{"check", finding.check},
+                        {"table", finding.table},
+                        {"key", finding.key},
+                        {"finding", finding.what},
+                        {"problem", finding.isProblem}});
+    }
+    // Other programs may have written texts that are not well-formed.
+    return list.dump(1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 struct Schema::Table {
     static constexpr MemberRow members[] = {
         method<&Schema::Create>("Create", "ConnectionString"),
         method<&Schema::Version>("Version", "ConnectionString"),
         method<&Schema::Check>("Check", "ConnectionString"),
+        method<&Schema::CheckRows>("CheckRows", "ConnectionString"),
     };
 };
 constinit const ClassInfo Schema::description = describe<Schema, Schema::Table>("Corveth");

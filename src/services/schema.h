@@ -4,6 +4,10 @@
 
 namespace corveth {
 
+namespace data {
+class Session;
+}
+
 /// The version of the tables that this build works with.
 inline constexpr std::int32_t schemaVersion = 1;
 
@@ -18,6 +22,9 @@ CORVETH_API std::int32_t databaseVersion(TextView connectionString);
 /// Throws with a sentence unless the database has the tables of this build: 3709 when it has none, older or newer ones.
 CORVETH_API void checkDatabase(TextView connectionString);
 
+/// The same for a database that is open; `connectionString` says what the message calls it.
+void requireTables(data::Session& session, TextView connectionString);
+
 /// The same for late-bound clients.
 class CORVETH_API Schema final : public Described<Schema> {
 public:
@@ -27,6 +34,9 @@ public:
     void Create(const Text& ConnectionString);
     [[nodiscard]] std::int32_t Version(const Text& ConnectionString) const;
     void Check(const Text& ConnectionString) const;
+    /// What `checkRows` finds, as a list in JSON: `[{"check": "link", "table": "Notes", "key": "NT00000001", "finding":
+    /// .., "problem": true}]`.
+    [[nodiscard]] Text CheckRows(const Text& ConnectionString) const;
 
 private:
     struct Table;

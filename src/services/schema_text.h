@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/data/definition.h"
+
 #include <span>
 #include <string_view>
 
@@ -12,5 +14,8 @@ struct SchemaText {
 };
 
 std::span<const SchemaText> schemaTexts() noexcept;
+
+/// All of them read.
+CORVETH_API data::Definition wholeDefinition();
 
 } // namespace corveth

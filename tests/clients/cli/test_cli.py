@@ -80,7 +80,7 @@ class CommandLine(unittest.TestCase):
 
 class Usage(CommandLine):
     def test_usage(self):
-        commands = ("init register unregister classes introspect typelib show set list call load sql").split()
+        commands = ("init register unregister classes introspect typelib show set list call load sql check").split()
         for command in commands:
             self.check(("help of " + command, [command, "--help"], 0, ["Usage: corveth " + command, "--help"], []))
         for row in [
@@ -439,6 +439,48 @@ class Loading(CommandLine):
             ("a folder", ["load", "DB", str(self.folder)], 1, [], ["error 75", str(self.folder)]),
         ]:
             self.check(row, str(self.loaded))
+
+
+class Checking(CommandLine):
+    def test_a_database_without_problems(self):
+        database = self.copy()
+        self.assertEqual(run("check", database), (0, "No problems found.\n", ""))
+        self.assertEqual(run("check", database, "--json"), (0, "[]\n", ""))
+        self.change(database, "insert into Notes (NoteId) values ('NT00000900')")
+        status, output, errors = run("check", database)
+        self.assertEqual((status, errors), (0, ""))
+        self.assertRegex(output, r"counter +IdCounters +Notes NT +stands at \d+, behind the key NT00000900\n"
+                                 r"No problems found\.\n$")
+
+    def test_problems(self):
+        database = self.copy()
+        self.change(database, "insert into Notes (NoteId, LinkId) values ('NT00000001\n', 'CN99999999')")
+        before = pathlib.Path(database).read_bytes()
+        status, output, errors = run("check", database)
+        self.assertEqual((status, errors), (1, "corveth: 1 problem found\n"))
+        self.assertEqual([line.split(maxsplit=3) for line in output.splitlines()][2:],
+                         [["link", "Notes", "NT00000001\\n", 'LinkId "CN99999999" names no item']])
+        status, output, _ = run("check", "--json", f"Provider=SQLite;Data Source={database}")
+        self.assertEqual((status, [finding["key"] for finding in json.loads(output)]), (1, ["NT00000001\n"]))
+        self.assertEqual(pathlib.Path(database).read_bytes(), before)
+
+    def test_what_the_engine_finds(self):
+        database = self.copy()
+        (page,), = self.rows(database, "select rootpage from sqlite_master where name = 'Notes_LinkId'")
+        (size,), = self.rows(database, "pragma page_size")
+        with open(database, "r+b") as file:
+            file.seek((page - 1) * size)
+            file.write(struct.pack(">BHHHB", 10, 0, 0, size, 0))  # a leaf of an index, without entries
+        status, output, errors = run("check", database)
+        self.assertEqual(status, 1, errors)
+        self.assertRegex(output, r"\nintegrity .*wrong # of entries in index Notes_LinkId\n")
+
+    def test_what_cannot_be_checked(self):
+        for row in [
+            ("no file", ["check", str(self.folder / "none.db")], 1, [], ["there is no such file"]),
+            ("no database", ["check", str(DATA)], 1, [], ["file is not a database"]),
+        ]:
+            self.check(row)
 
 
 if __name__ == "__main__":

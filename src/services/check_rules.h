@@ -1,0 +1,72 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+// What can be wrong between rows that are each right by themselves. A domain adds its own to these tables. Keys are
+// expressions of the statement dialect over the columns of the table.
+
+namespace corveth::rules {
+
+/// Where the items live whose IDs begin with a type code.
+struct ItemTable {
+    std::string_view code;
+    const char* table;
+    const char* key;
+};
+inline constexpr std::array itemTables = std::to_array<ItemTable>({
+    {"AT", "Attachments", "AttachmentID"},
+    {"CM", "ContactMaster", "ContactId"},
+    {"CN", "ContactMaster", "ContactId"},
+    {"NT", "Notes", "NoteId"},
+    {"PD", "Products", "Id"},
+    {"PT", "Projects", "Id"},
+    {"RM", "Reminders", "ReminderId"},
+    {"TK", "Projects", "Id"},
+});
+
+/// A column that holds the ID of an item of any type. Empty is no link, and items of types that have no table here are
+/// taken to be there.
+struct ItemLink {
+    const char* table;
+    const char* key;
+    const char* column;
+};
+inline constexpr std::array itemLinks = std::to_array<ItemLink>({
+    {"Attachments", "AttachmentID", "LinkID"},
+    {"Favourites", "FavouriteID", "LinkId"},
+    {"ItemMap", "LinkId & ' ' & ItemId", "LinkId"},
+    {"ItemMap", "LinkId & ' ' & ItemId", "ItemId"},
+    {"Notes", "NoteId", "LinkId"},
+    {"Participants", "ContactId & ' ' & LinkId", "LinkId"},
+    {"Products", "Id", "LinkId"},
+    {"Reminders", "ReminderId", "LinkId"},
+    {"StatusHistory", "Id", "LinkId"},
+});
+
+/// A column that holds a key of one table.
+struct Reference {
+    const char* check; ///< "link", where empty is no link, or "orphan", where the row is nothing by itself
+    const char* table;
+    const char* key;
+    const char* column;
+    const char* target;
+    const char* targetKey;
+};
+inline constexpr std::array references = std::to_array<Reference>({
+    {"link", "ContactMaster", "ContactId", "CompanyId", "ContactMaster", "ContactId"},
+    {"orphan", "ContactDetails", "ContactId", "ContactId", "ContactMaster", "ContactId"},
+    {"orphan", "Participants", "ContactId & ' ' & LinkId", "ContactId", "ContactMaster", "ContactId"},
+});
+
+/// Columns that no two rows may hold alike, though nothing in the table keeps them from it.
+struct Uniqueness {
+    const char* table;
+    const char* columns;
+    const char* key;
+};
+inline constexpr std::array uniquenesses = std::to_array<Uniqueness>({
+    {"ItemMap", "LinkId, ItemId", "LinkId & ' ' & ItemId"},
+});
+
+} // namespace corveth::rules

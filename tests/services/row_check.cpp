@@ -1,0 +1,191 @@
+#include "services/row_check.h"
+
+#include "platform/automation/convert.h"
+#include "platform/data/recordset.h"
+#include "services/check_rules.h"
+#include "services/schema.h"
+#include "services/schema_text.h"
+#include "support/temporary_database.h"
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include <fstream>
+#include <set>
+#include <sstream>
+
+namespace corveth {
+namespace {
+
+using ::testing::HasSubstr;
+
+Text bytesOf(const Text& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
+
+class RowCheckTest : public ::testing::Test {
+protected:
+    static Text source(const Text& file) { return "Provider=SQLite;Data Source=" + file; }
+    static Ref<Connection> open(const Text& file) {
+        auto connection = make<Connection>();
+        connection->open(source(file));
+        return connection;
+    }
+    /// As `check table key: finding`, what is no problem in brackets.
+    static std::vector<Text> findings(const Text& file) {
+        std::vector<Text> result;
+        for (const Finding& finding : checkRows(source(file))) {
+            const Text line = Text(finding.check) + " " + finding.table + " " + finding.key + ": " + finding.what;
+            result.push_back(finding.isProblem ? line : "(" + line + ")");
+        }
+        return result;
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(RowCheckTest, FindsWhatDoesNotFitTogether) {
+    const struct {
+        const char* name;
+        std::vector<const char*> given;
+        std::vector<Text> expected;
+    } cases[] = {
+        {"nothing", {}, {}},
+        {"rows that fit",
+         {"Insert Into ContactMaster (ContactId, CompanyId) Values ('CM00000001', ''), ('CN00000002', 'cm00000001'), "
+          "('CN00000003', Null)",
+          "Insert Into ContactDetails (ContactId) Values ('CM00000001')",
+          "Insert Into Projects (Id) Values ('PT00000001')", "Insert Into Products (Id) Values ('PD00000001')",
+          "Insert Into Notes (NoteId, LinkId) Values ('NT00000001', 'CN00000002'), ('NT00000002', 'NT00000001'), "
+          "('NT00000003', 'PTx'), ('NT00000004', 'TK00000001'), ('NT00000005', 'PD00000001'), ('NT00000006', '')",
+          "Update Notes Set LinkId='PT00000001' Where NoteId='NT00000003'",
+          "Delete From Notes Where NoteId='NT00000004'", "Insert Into Participants Values ('CN00000002', 'PT00000001')",
+          "Insert Into ItemMap Values ('CM00000001', 'PT00000001', 28, ''), ('CM00000001', 'NT00000001', 32, '')"},
+         {}},
+        {"links without an item, of every column that has some",
+         {"Insert Into Attachments (AttachmentID, LinkID) Values ('AT00000001', 'CN00000001')",
+          "Insert Into Favourites (FavouriteID, LinkId) Values ('FV00000001', 'AT00000002')",
+          "Insert Into ItemMap Values ('RM00000001', 'TK00000001', 28, '')",
+          "Insert Into Notes (NoteId, LinkId) Values ('NT00000001', 'PD00000001')",
+          "Insert Into ContactMaster (ContactId) Values ('CN00000007')",
+          "Insert Into Participants Values ('CN00000007', 'PT00000001')",
+          "Insert Into Products (Id, LinkId) Values ('PD00000002', 'CM00000001')",
+          "Insert Into Reminders (ReminderId, LinkId) Values ('RM00000002', 'NT00000002')",
+          "Insert Into StatusHistory (Id, LinkId) Values ('SH00000001', 'PT00000002')"},
+         {"link Attachments AT00000001: LinkID \"CN00000001\" names no item",
+          "link Favourites FV00000001: LinkId \"AT00000002\" names no item",
+          "link ItemMap RM00000001 TK00000001: LinkId \"RM00000001\" names no item",
+          "link ItemMap RM00000001 TK00000001: ItemId \"TK00000001\" names no item",
+          "link Notes NT00000001: LinkId \"PD00000001\" names no item",
+          "link Participants CN00000007 PT00000001: LinkId \"PT00000001\" names no item",
+          "link Products PD00000002: LinkId \"CM00000001\" names no item",
+          "link Reminders RM00000002: LinkId \"NT00000002\" names no item",
+          "link StatusHistory SH00000001: LinkId \"PT00000002\" names no item"}},
+        {"links that cannot be told",
+         {"Insert Into Notes (NoteId, LinkId) Values ('NT00000001', 'BG00000001'), ('NT00000002', 'it''s'), "
+          "('NT00000003', Null)"},
+         {}},
+        {"a company that is gone",
+         {"Insert Into ContactMaster (ContactId, CompanyId) Values ('CN00000001', 'CM00000001')"},
+         {"link ContactMaster CN00000001: CompanyId \"CM00000001\" names no row of ContactMaster"}},
+        {"dependants without their contact",
+         {"Insert Into ContactDetails (ContactId) Values ('CN00000001')",
+          "Insert Into Projects (Id) Values ('PT00000001')",
+          "Insert Into Participants Values ('CN00000002', 'PT00000001')"},
+         {"orphan ContactDetails CN00000001: ContactId \"CN00000001\" names no row of ContactMaster",
+          "orphan Participants CN00000002 PT00000001: ContactId \"CN00000002\" names no row of ContactMaster"}},
+        {"pairs that are there twice",
+         {"Insert Into ItemMap Values ('RQ00000001', 'CR00000001', 68, ''), ('RQ00000001', 'cr00000001', 68, ''), "
+          "('RQ00000001', 'CR00000002', 68, ''), ('RQ00000002', 'CR00000001', 68, '')"},
+         {"duplicate ItemMap RQ00000001 CR00000001: is there 2 times by LinkId, ItemId"}},
+        {"counters",
+         {"Insert Into IdCounters Values ('Notes', 'NT', 9), ('Contacts', 'CN', 3), ('Contacts', 'CM', 0), "
+          "('Elsewhere', 'XX', 1), ('Notes', '''', 1)",
+          "Insert Into Notes (NoteId) Values ('NT00000010'), ('NT99999'), ('NT9999999Z'), ('XX99999999')",
+          "Insert Into ContactMaster (ContactId) Values ('CN00000003')"},
+         {"(counter IdCounters Notes NT: stands at 9, behind the key NT00000010)"}},
+        {"a table that is gone",
+         {"drop table Favourites", "Insert Into ContactDetails (ContactId) Values ('CN00000001')"},
+         {"link Favourites : cannot be read: no such table: Favourites (SQLite 1)",
+          "orphan ContactDetails CN00000001: ContactId \"CN00000001\" names no row of ContactMaster"}},
+    };
+    int number = 0;
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        const Text file = folder.file(std::to_string(++number) + ".db");
+        createDatabase(source(file));
+        {
+            const auto connection = open(file);
+            for (const char* statement : row.given)
+                connection->execute(statement);
+        }
+        EXPECT_EQ(findings(file), row.expected);
+    }
+}
+
+TEST_F(RowCheckTest, EveryColumnThatHoldsLinksHasItsRule) {
+    std::set<Text> columns;
+    for (const auto& table : wholeDefinition().tables) {
+        for (const auto& column : table.columns) {
+            if (equalNoCase(column.name, "LinkId")) columns.insert(table.name + "." + column.name);
+        }
+    }
+    std::set<Text> checked;
+    for (const auto& rule : rules::itemLinks) {
+        if (equalNoCase(rule.column, "LinkId")) checked.insert(Text(rule.table) + "." + rule.column);
+    }
+    EXPECT_EQ(checked, columns);
+}
+
+TEST_F(RowCheckTest, ChangesNoByte) {
+    const Text file = folder.file("x.db");
+    createDatabase(source(file));
+    const auto writer = open(file);
+    writer->execute("Insert Into ContactDetails (ContactId) Values ('CN00000001')");
+    // As a writer leaves them that was killed.
+    const Text left = folder.file("left.db");
+    for (const char* suffix : {"", "-wal"})
+        std::filesystem::copy_file(file + suffix, left + suffix);
+    const Text before = bytesOf(left), changes = bytesOf(left + "-wal");
+    ASSERT_NE(changes, "");
+    EXPECT_EQ(findings(left).size(), 1U) << "what only the log of changes has is seen";
+    EXPECT_TRUE(bytesOf(left) == before && bytesOf(left + "-wal") == changes);
+
+    writer->Close();
+    const Text closed = bytesOf(file);
+    EXPECT_EQ(findings(file).size(), 1U);
+    EXPECT_TRUE(bytesOf(file) == closed);
+    EXPECT_FALSE(std::filesystem::exists(file + "-wal"));
+
+    auto reader = make<Connection>();
+    reader->openReadOnly(source(file));
+    for (const char* statement : {"Delete From Notes", "drop table Notes"})
+        EXPECT_THAT(test::raised([&] { reader->execute(statement); }), HasSubstr("readonly")) << statement;
+    EXPECT_THAT(test::raised([&] { static_cast<void>(reader->nextId("NT", 10, "NoteId", "Notes")); }),
+                HasSubstr("readonly"));
+}
+
+TEST_F(RowCheckTest, SaysWhatKeepsItFromLooking) {
+    const Text file = folder.file("x.db");
+    EXPECT_THAT(test::raised([&] { checkRows(source(file)); }), HasSubstr("there is no such file"));
+    createDatabase(source(file));
+    open(file)->execute("Update SchemaVersion Set Version = 7");
+    EXPECT_THAT(test::raised([&] { checkRows(source(file)); }), HasSubstr("of version 7, newer than"));
+}
+
+TEST_F(RowCheckTest, GivesClientsAListInJson) {
+    const Text file = folder.file("x.db");
+    createDatabase(source(file));
+    const auto schema = make<Schema>();
+    EXPECT_EQ(schema->CheckRows(source(file)), "[]");
+    open(file)->execute("Insert Into Notes (NoteId, LinkId) Values ('NT1', 'CN\xFF')");
+    EXPECT_EQ(nlohmann::json::parse(schema->CheckRows(source(file))),
+              nlohmann::json::parse(R"([{"check": "link", "table": "Notes", "key": "NT1",
+                                         "finding": "LinkId \"CN\uFFFD\" names no item", "problem": true}])"));
+}
+
+} // namespace
+} // namespace corveth

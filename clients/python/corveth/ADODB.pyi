@@ -14,7 +14,10 @@ class Connection(corveth.Object):
         Options: int = ...,
     ) -> None:
         """An empty `ConnectionString` means the property's; `UserID` and `Password` go before what the string says.
-        Never creates a database. 3705 when open; 3001 that names everything wrong in the string."""
+        Never creates a database. 3705 when open; 3001 that names everything wrong in the string. `Trace File=PATH` in
+        it appends every statement that is sent to a file, `Log=PATH` what no call returns (failures that are ignored or
+        only shown) and statements of a quarter of a second or more: local time, class, operation and words, parted by
+        tabs."""
     def Close(self) -> None:
         """3246 inside a transaction, 3704 when closed. Recordsets of this connection are closed with it."""
     def Execute(

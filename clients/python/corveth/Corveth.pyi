@@ -43,6 +43,10 @@ class Schema(corveth.Object):
         """The version that the database's tables were made with; 0 when it has none of them."""
     def Check(self, ConnectionString: str | corveth.ByRef) -> None:
         """Fails with 3709 unless the database has the tables of this build."""
+    def CheckRows(self, ConnectionString: str | corveth.ByRef) -> str:
+        """Rows that do not fit together, and what the engine finds wrong, as a list in JSON: `[{"check": "link",
+        "table": "Notes", "key": "NT00000001", "finding": "...", "problem": true}]`. Reads only. A problem is one unless
+        it is a counter, which the next key puts right."""
 
 class TypeLibrary(corveth.Object):
     """Tells clients that only load the server what it holds."""

@@ -207,6 +207,7 @@ TEST(Date, AddMonthsClipsToTheMonthsEnd) {
         {"2007-12-15", 1, "2008-01-15"},
         {"1900-01-05 06:00:00", -2, "1899-11-05 06:00:00"},
         {"1899-11-05 06:00:00", 2, "1900-01-05 06:00:00"},
+        {"1.9999999999999998", -1, "1899-12-01"}, // the last moment of November, before the first day
         {"0100-01-31", -1, "error 5: Invalid procedure call or argument: -1 months from 0100-01-31"},
         {"9999-12-01", 1, "error 5: Invalid procedure call or argument: 1 months from 9999-12-01"},
         {"2007-01-01", INT_MIN, "error 5: Invalid procedure call or argument: -2147483648 months from 2007-01-01"},

@@ -51,7 +51,10 @@ Parts split(Date date, std::int64_t unitMs) {
 
 /// The time counts forward on days before the first, too.
 Date joined(int day, double fraction) noexcept {
-    return {day < 0 ? day - fraction : day + fraction};
+    const double sum = day < 0 ? day - fraction : day + fraction;
+    // A last moment that the sum rounds to a whole number would be another day, before the first day even an earlier
+    // one.
+    return {std::trunc(sum) == day ? sum : std::nextafter(sum, day)};
 }
 
 CivilTime civilOf(Parts parts) {

@@ -9,6 +9,7 @@
 
 #include <fstream>
 #include <functional>
+#include <limits>
 
 namespace corveth::test {
 namespace {
@@ -338,6 +339,11 @@ TEST_P(DataRecordset, FindsByOneColumn) {
         {"Size", 0, 1, "3001"},
         {"Size = many", 0, 1, "3001"},
         {"Size = 'many'", 0, 1, "3464"},
+        {"Name = 'Bobb", 0, 1, "3001"}, // without its end it is no text, and no shorter one
+        {"[Sizee = 1", 0, 1, "3001"},
+        {"Due = #2/29/20200", 0, 1, "3001"},
+        {"Id = 'A1'", std::numeric_limits<int>::max(), 1, "EOF"},
+        {"Id = 'A1'", std::numeric_limits<int>::min(), -1, "BOF"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.criteria);
@@ -386,6 +392,10 @@ TEST_P(DataRecordset, TellsClosedFromOpen) {
     other->Close();
     EXPECT_FALSE(recordset->isOpen());
     EXPECT_THAT(raised([&] { static_cast<void>(recordset->value(0)); }), StartsWith("3704"));
+    recordset->set_ActiveConnection(connect()); // as often opened as the one that was closed had been
+    EXPECT_FALSE(recordset->isOpen());
+    recordset->set_ActiveConnection({});
+    EXPECT_FALSE(recordset->isOpen());
     openOn(connection);
     EXPECT_TRUE(recordset->isOpen());
     recordset->Close();
@@ -394,6 +404,15 @@ TEST_P(DataRecordset, TellsClosedFromOpen) {
                 }),
                 "");
     EXPECT_FALSE(recordset->isOpen()) << "a statement without rows leaves it closed";
+}
+
+TEST_P(DataRecordset, KeepsItsRowsWhenTheyCannotBeReadAgain) {
+    connection->execute("Create Table Passing (Id integer)");
+    connection->execute("Insert Into Passing (Id) Values (7)");
+    const auto passing = open("Select * From Passing");
+    connection->execute("Drop Table Passing");
+    EXPECT_THAT(raised([&] { passing->Requery(); }), testing::HasSubstr("Passing"));
+    EXPECT_EQ(rowsOf(*passing), "7");
 }
 
 TEST_P(DataRecordset, RemembersPositionsOfAColumnsTable) {

@@ -68,6 +68,7 @@ void Recordset::Open(const Value& Source, const Value& ActiveConnection, std::in
                      std::int32_t Options) {
     checkThread();
     if (isOpen()) raise(errors::objectOpen, {}, source);
+    shape_.reset(); // of a connection that was closed; another one may be as old as that was
     if (const auto* object = ActiveConnection.getIf<Ref<Object>>()) {
         if (*object) requireClass(**object, Connection::description);
         connection_ = Ref<Connection>(static_cast<Connection*>(object->get()));
@@ -86,6 +87,7 @@ void Recordset::Open(const Value& Source, const Value& ActiveConnection, std::in
 void Recordset::open(TextView sql, const Ref<Connection>& connection, CursorType cursor, LockType lock) {
     checkThread();
     if (isOpen()) raise(errors::objectOpen, {}, source);
+    shape_.reset();
     connection_ = connection;
     cursorType_ = cursor;
     lockType_ = lock;
@@ -96,9 +98,10 @@ void Recordset::open(TextView sql, const Ref<Connection>& connection, CursorType
 void Recordset::openSource(TextView sql) {
     if (!connection_ || !connection_->isOpen()) raise(errors::badConnection, {}, source);
     data::guarded(source, [&] {
-        cells_.clear();
-        auto outcome = connection_->channel().run("open", sql, &cells_);
-        adopt(connection_, std::move(outcome.shape), std::move(cells_));
+        // Of their own until all is read: a failure leaves an open recordset with the rows it had.
+        std::vector<Value> cells;
+        auto outcome = connection_->channel().run("open", sql, &cells);
+        adopt(connection_, std::move(outcome.shape), std::move(cells));
     });
 }
 
@@ -399,6 +402,7 @@ Ref<Connection> Recordset::get_ActiveConnection() const {
 void Recordset::set_ActiveConnection(const Ref<Connection>& connection) {
     checkThread();
     if (isOpen()) raise(errors::objectOpen, {}, source);
+    shape_.reset();
     connection_ = connection;
 }
 

@@ -59,6 +59,7 @@ Value readLiteral(std::span<const data::Token> tokens, TextView criteria) {
 Criterion readCriterion(std::span<const data::Token> tokens, TextView criteria) {
     static constexpr std::array<TextView, 6> comparisons = {"=", "<", ">", "<=", ">=", "<>"};
     if (tokens.size() < 3 || !tokens[0].isName()) failCriteria(criteria);
+    if (!std::ranges::all_of(tokens, &data::Token::isFinished)) failCriteria(criteria);
     Criterion criterion;
     criterion.column = tokens[0].name();
     criterion.isLike = tokens[1].isWord("like");
@@ -108,7 +109,8 @@ void Recordset::Find(const Text& Criteria, std::int32_t SkipRecords, std::int32_
     if (isBof_ || row_ >= rowCount_) raise(errors::noCurrentRecord, {}, source);
     const std::ptrdiff_t direction = SearchDirection < 0 ? -1 : 1;
     std::ptrdiff_t row = row_;
-    for (std::int32_t skipped = 0; skipped != std::abs(SkipRecords); ++skipped)
+    const std::int64_t skips = std::abs(std::int64_t{SkipRecords});
+    for (std::int64_t skipped = 0; skipped < skips && row >= 0 && row < rowCount_; ++skipped)
         row = step(row, SkipRecords < 0 ? -1 : 1);
     if (row == row_ && isDeleted(row)) row = step(row, direction);
     while (row >= 0 && row < rowCount_) {

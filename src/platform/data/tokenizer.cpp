@@ -77,6 +77,19 @@ TextView Token::name() const noexcept {
     return kind == TokenKind::name ? raw.substr(1, raw.size() - 2) : raw;
 }
 
+bool Token::isFinished() const noexcept {
+    switch (kind) {
+    case TokenKind::text: // a doubled quote is none that ends
+        return std::ranges::count(raw, raw.front()) % 2 == 0;
+    case TokenKind::date:
+        return raw.size() > 1 && raw.back() == '#';
+    case TokenKind::name:
+        return raw.size() > 1 && raw.back() == (raw.front() == '[' ? ']' : '`');
+    default:
+        return true;
+    }
+}
+
 Text Token::content() const {
     const Text quote(1, raw.front());
     return replaceAll(raw.substr(1, raw.size() - 2), quote + quote, quote);

@@ -27,11 +27,13 @@ struct Token {
     /// A word or a bracketed name, as the name it stands for.
     [[nodiscard]] bool isName() const noexcept { return kind == TokenKind::word || kind == TokenKind::name; }
     [[nodiscard]] TextView name() const noexcept;
+    /// False for a text, name or date that the end of the statement cut short.
+    [[nodiscard]] bool isFinished() const noexcept;
     /// What a text literal means, doubled quotes undoubled.
     [[nodiscard]] Text content() const;
 };
 
-/// The tokens of a statement that a `LiteralLifter` has passed; views into `sql`.
+/// The tokens of a statement; views into `sql`. In one that a `LiteralLifter` has passed all are finished.
 [[nodiscard]] std::vector<Token> tokenize(TextView sql);
 
 } // namespace corveth::data

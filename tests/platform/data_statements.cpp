@@ -123,6 +123,7 @@ TEST_P(DataStatements, AreRefusedWithTheReason) {
         const char* expected;
     };
     using namespace std::string_view_literals;
+    const Text nested = "Select " + Text(100'000, '(');
     const Case cases[] = {
         {"nothing", "", "-2147217908 ADODB.Connection: Command text was not set for the command object."},
         {"a semicolon", " ;\n", "-2147217908 ADODB.Connection: Command text was not set for the command object."},
@@ -151,6 +152,16 @@ TEST_P(DataStatements, AreRefusedWithTheReason) {
         {"a transaction", "  begin immediate",
          "3219 ADODB.Connection: Operation is not allowed in this context. Transactions"},
         {"the end of one", "COMMIT", "3219 ADODB.Connection: Operation is not allowed in this context. Transactions"},
+        {"a transaction behind a comment", "/* */ begin",
+         "-2147467259 ADODB.Connection: Syntax error in the statement: no word begins it at \"/* */ begin\"."},
+        {"a transaction behind a byte order mark",
+         "\xEF\xBB\xBF"
+         "begin",
+         "-2147467259 ADODB.Connection: Syntax error in the statement: no word begins it"},
+        {"brackets in brackets", nested,
+         "-2147467259 ADODB.Connection: Syntax error in the statement: brackets are nested more than"},
+        {"Like without a left side", "Delete From Items Where Like '[a]'",
+         "-2147467259 ADODB.Connection: near \",\": syntax error"},
         {"a column that is not there", "Delete From Items Where \"Id\"<>Nope",
          "-2147467259 ADODB.Connection: no such column: Nope"},
         {"a comment", "Delete From Items /* Where Id='A1' */",

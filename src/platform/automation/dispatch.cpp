@@ -58,7 +58,7 @@ class Frame {
 public:
     Frame(const ClassInfo& info, const MemberRow& row, std::span<Value> positional, std::span<NamedArgument> named,
           Value* assigned)
-        : row_(row), positional_(positional), named_(named), assigned_(assigned) {
+        : row_(row), positional_(positional), named_(named) {
         if (positional.size() > row.paramCount) {
             raise(errors::argumentCount, countText(positional.size(), row, memberPath(info, row.name)));
         }
@@ -102,7 +102,6 @@ private:
     const MemberRow& row_;
     std::span<Value> positional_;
     std::span<NamedArgument> named_;
-    Value* assigned_;
     std::array<Value, maxParams + 1> values_;
 };
 

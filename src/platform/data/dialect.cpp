@@ -2,6 +2,7 @@
 
 #include "platform/automation/convert.h"
 #include "platform/automation/date.h"
+#include "platform/automation/error.h"
 
 #include <algorithm>
 #include <array>
@@ -25,6 +26,9 @@ static_assert(std::ranges::is_sorted(boundaryWords));
 constexpr std::array functionWords = std::to_array<TextView>({"left", "replace", "right"});
 constexpr std::array boundarySymbols = std::to_array<TextView>({",", "=", "<", ">", "<=", ">=", "<>", "!=", "==", ";"});
 
+/// Brackets within brackets; engines give up at about a hundred, and each level takes some of our stack.
+constexpr std::size_t deepest = 500;
+
 class Translator {
 public:
     Translator(std::span<const Token> tokens, const Dialect& dialect)
@@ -44,6 +48,11 @@ private:
         for (std::size_t i = 0; i < tokens_.size(); ++i) {
             if (tokens_[i].is("(") || (tokens_[i].isWord("case") && !afterDot(i))) {
                 open.push_back(i);
+                if (open.size() > deepest) {
+                    throw Error(errors::engine, "ADODB.Connection",
+                                "Syntax error in the statement: brackets are nested more than " +
+                                    std::to_string(deepest) + " deep.");
+                }
             } else if ((tokens_[i].is(")") || (tokens_[i].isWord("end") && !afterDot(i))) && !open.empty()) {
                 partner_[open.back()] = i;
                 open.pop_back();
@@ -106,6 +115,7 @@ private:
                 i = renderLike(negated ? i + 2 : i + 1, end, negated, lastRun);
             } else {
                 emit(i++);
+                lastRun = out_.size();
             }
         }
     }

@@ -19,7 +19,8 @@ struct Dialect {
     void (*appendParameter)(Text& out, std::size_t number); ///< from 1
 };
 
-/// The engine's text of a statement whose literals may have become parameters.
+/// The engine's text of a statement whose literals may have become parameters. Refuses one whose brackets are nested
+/// hundreds deep.
 [[nodiscard]] Text translate(std::span<const Token> tokens, const Dialect& dialect);
 
 /// The desktop's Like: `*` any text, `?` one character, `#` one digit, `[a-z]` one of, `[!a-z]` none of; without

@@ -89,12 +89,20 @@ void LiteralLifter::lift(TextView sql) {
     afterLike_ = false;
     afterAs_ = 0;
     kind_ = statementKind(sql);
+    if (kind_ == StatementKind::definition) requireWord();
     if (kind_ != StatementKind::rows && kind_ != StatementKind::changes) {
         text_ = sql;
         return;
     }
     scan();
     text_.append(sql_, copied_, sql_.size() - copied_);
+}
+
+// A comment or a byte order mark would hide from us, not from the engine, what statement follows.
+void LiteralLifter::requireWord() const {
+    const auto* begin = std::ranges::find_if(sql_, [](char c) { return charClass(c) != CharClass::blank && c != ';'; });
+    const bool isLetter = (*begin >= 'a' && *begin <= 'z') || (*begin >= 'A' && *begin <= 'Z');
+    if (!isLetter) refuse("no word begins it", static_cast<std::size_t>(begin - sql_.begin()));
 }
 
 void LiteralLifter::scan() {

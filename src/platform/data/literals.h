@@ -18,8 +18,8 @@ enum class StatementKind : std::uint8_t {
 /// and as long as the statement's text.
 class LiteralLifter {
 public:
-    /// Refuses (with the offending piece) an unfinished text, date or name, a parameter mark and NUL; 3142 when
-    /// something follows the statement's end.
+    /// Refuses (with the offending piece) an unfinished text, date or name, a parameter mark and NUL, and what does not
+    /// begin with a word; 3142 when something follows the statement's end.
     void lift(TextView sql);
 
     [[nodiscard]] StatementKind kind() const noexcept { return kind_; }
@@ -30,6 +30,7 @@ private:
     /// What stands before the current place.
     enum class Before : std::uint8_t { nothing, operand, word, dot, sign, open };
 
+    void requireWord() const;
     void scan();
     void scanWord();
     void scanText(char quote);

@@ -18,7 +18,12 @@ set(platform_headers
     platform/desktop/picture.h
     platform/desktop/program_folder.h)
 # What the classes themselves are written with.
-set(internal_headers services/check_rules.h services/schema_text.h session/failure.h session/linked_items.h session/statements.h)
+set(internal_headers
+    services/check_rules.h
+    services/schema_text.h
+    session/failure.h
+    session/linked_items.h
+    session/statements.h)
 
 file(GLOB domain_headers RELATIVE ${SOURCE} ${SOURCE}/*/*.h)
 list(FILTER domain_headers EXCLUDE REGEX "^(platform|server|typelib)/")

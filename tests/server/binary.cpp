@@ -45,6 +45,24 @@ TEST(BinaryTextTest, UnicodeCrossesAndComesBack) {
     }
 }
 
+TEST(BinaryTextTest, WhatIsNotAsciiIsSeenAtEveryPlace) {
+    constexpr std::size_t longest = 9;
+    for (std::size_t length = 1; length <= longest; ++length) {
+        for (std::size_t at = 0; at < length; ++at) {
+            const std::string before(at, '\x7f'), after(length - at - 1, 'a');
+            const std::string utf8 = before + "\xc4\x80" + after;
+            const OwnedText text(toBstr(utf8));
+            ASSERT_NE(text, nullptr) << utf8;
+            EXPECT_EQ(text.get()[at], u'\u0100') << utf8;
+            std::string back;
+            EXPECT_EQ(appendUtf8(text.get(), back), TextFault::none) << utf8;
+            EXPECT_EQ(back, utf8);
+            text.get()[at] = 0;
+            EXPECT_EQ(appendUtf8(text.get(), back), TextFault::holdsNul) << length << " " << at;
+        }
+    }
+}
+
 TEST(BinaryTextTest, BrokenUtf8IsRefused) {
     const char* rows[] = {
         "\x80",             // a tail alone

@@ -1,5 +1,6 @@
 #include "server/binary/memory.h"
 
+#include <bit>
 #include <cstring>
 #include <limits>
 
@@ -51,6 +52,52 @@ void appendCodePoint(char32_t point, std::string& out) {
     }
 }
 
+// Most texts are ASCII and short: four characters at a time in one word, what is none of them gathered on the way.
+static_assert(std::endian::native == std::endian::little);
+constexpr std::size_t atOnce = 4;
+
+/// False when there is a NUL or anything beyond ASCII; `out` has room for `units` bytes.
+bool narrowAscii(const OleChar* text, std::size_t units, char* out) noexcept {
+    constexpr std::uint64_t ones = 0x0001000100010001, beyondAscii = 0xFF80FF80FF80FF80;
+    std::uint64_t bits = 0;
+    std::size_t i = 0;
+    for (; i + atOnce <= units; i += atOnce) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text + i, sizeof word);
+        bits |= word | (word - ones); // less one, a NUL has all bits
+        word = (word | word >> 8U) & 0x0000FFFF0000FFFF;
+        const auto bytes = static_cast<std::uint32_t>(word | word >> 16U);
+        std::memcpy(out + i, &bytes, sizeof bytes);
+    }
+    for (; i < units; ++i) {
+        bits |= text[i] | (std::uint64_t{text[i]} - 1);
+        out[i] = static_cast<char>(text[i]);
+    }
+    return (bits & beyondAscii) == 0;
+}
+
+/// False when there is anything beyond ASCII; `out` has room for as many units as `text` has bytes.
+bool widenAscii(std::string_view text, OleChar* out) noexcept {
+    constexpr std::uint64_t beyondAscii = 0x80808080;
+    std::uint64_t bits = 0;
+    std::size_t i = 0;
+    for (; i + atOnce <= text.size(); i += atOnce) {
+        std::uint32_t bytes = 0;
+        std::memcpy(&bytes, text.data() + i, sizeof bytes);
+        bits |= bytes;
+        std::uint64_t word = bytes;
+        word = (word | word << 16U) & 0x0000FFFF0000FFFF;
+        word = (word | word << 8U) & 0x00FF00FF00FF00FF;
+        std::memcpy(out + i, &word, sizeof word);
+    }
+    for (; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        bits |= byte;
+        out[i] = byte;
+    }
+    return (bits & beyondAscii) == 0;
+}
+
 Bstr toBstrBeyondAscii(std::string_view text) noexcept {
     std::size_t units = 0;
     char32_t point = 0;
@@ -94,16 +141,8 @@ std::uint32_t textBytes(const OleChar* text) noexcept {
 }
 
 Bstr toBstr(std::string_view text) noexcept {
-    // Most texts are ASCII: one pass, the bits of all bytes gathered on the way.
     auto* const result = allocateText(text.size());
-    if (result == nullptr) return nullptr;
-    unsigned bits = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        bits |= byte;
-        result[i] = byte;
-    }
-    if (bits < 0x80) return result;
+    if (result == nullptr || widenAscii(text, result)) return result;
     freeText(result);
     return toBstrBeyondAscii(text);
 }
@@ -114,15 +153,10 @@ TextFault appendUtf8(const OleChar* text, std::string& out) {
     const std::size_t units = bytes / sizeof(OleChar);
     const std::size_t before = out.size();
     out.resize(before + units);
-    std::size_t i = 0;
-    for (; i < units && text[i] < 0x80; ++i) {
-        if (text[i] == 0) return TextFault::holdsNul;
-        out[before + i] = static_cast<char>(text[i]);
-    }
-    if (i == units) return TextFault::none;
+    if (narrowAscii(text, units, out.data() + before)) return TextFault::none;
 
-    out.resize(before + i);
-    for (; i < units; ++i) {
+    out.resize(before);
+    for (std::size_t i = 0; i < units; ++i) {
         char32_t point = text[i];
         if (point == 0) return TextFault::holdsNul;
         if (point >= 0xD800 && point <= 0xDFFF) {

@@ -54,9 +54,9 @@ public:
 private:
     void add(Finding finding) { findings_.push_back(std::move(finding)); }
 
-    [[nodiscard]] Ref<Recordset> open(TextView sql) const {
+    [[nodiscard]] Ref<Recordset> open(Text sql) const {
         auto rows = make<Recordset>();
-        rows->open(sql, connection_, CursorType::staticCopy, LockType::readOnly);
+        rows->open(std::move(sql), connection_, CursorType::staticCopy, LockType::readOnly);
         return rows;
     }
 

@@ -35,7 +35,7 @@ Ref<DbService> makeDbService() {
 Ref<Recordset> StandardDbService::OpenRecordset(Text sql, Ref<Connection>& connection, std::int32_t& cursorType,
                                                 std::int32_t& lockType) {
     auto rows = make<Recordset>();
-    rows->open(sql, connection, static_cast<CursorType>(cursorType), static_cast<LockType>(lockType));
+    rows->open(std::move(sql), connection, static_cast<CursorType>(cursorType), static_cast<LockType>(lockType));
     return rows;
 }
 

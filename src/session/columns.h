@@ -22,25 +22,12 @@ enum class OnNull : std::uint8_t {
 template <class C>
 struct Column {
     const char* name;
-    void (*load)(C&, const Value&); ///< null when the column is only written
-    Value (*store)(const C&);       ///< null when the column is only read
+    void (*load)(C&, Value&); ///< may move the value out; null when the column is only written
+    Value (*store)(const C&); ///< null when the column is only read
     OnNull onNull;
 };
 
 namespace detail {
-
-inline void assign(Text& property, const Value& cell) {
-    if (const auto* text = cell.getIf<Text>()) {
-        property = *text; // keeps the property's own memory
-    } else {
-        property = toText(cell);
-    }
-}
-template <class T>
-void assign(T& property, const Value& cell) {
-    Value copy = cell;
-    property = Automation<T>::in(copy);
-}
 
 template <auto... path>
 struct Path;
@@ -57,8 +44,9 @@ struct Path<holder, member> {
 };
 
 template <class C, auto... path>
-void loadPath(C& object, const Value& cell) {
-    assign(Path<path...>::in(object), cell);
+void loadPath(C& object, Value& cell) {
+    auto& property = Path<path...>::in(object);
+    property = Automation<std::remove_reference_t<decltype(property)>>::in(cell);
 }
 template <class C, auto... path>
 Value storePath(const C& object) {
@@ -114,11 +102,13 @@ void passOverMissing(const Column<C>& column, const C& object) {
 }
 
 template <class C>
-void loadCell(const Column<C>& column, C& object, const Value& cell) {
+void loadCell(const Column<C>& column, C& object, Value& cell) {
     if (cell.isNull()) {
         if (column.onNull == OnNull::fails) raise(errors::invalidNull, Text("column ") + column.name);
-        if (column.onNull == OnNull::empties || column.onNull == OnNull::emptiesElseIgnored)
-            column.load(object, Value());
+        if (column.onNull == OnNull::empties || column.onNull == OnNull::emptiesElseIgnored) {
+            Value nothing;
+            column.load(object, nothing);
+        }
         return;
     }
     if (!isLenient(column.onNull)) {
@@ -163,11 +153,12 @@ constexpr Column<C> readOnly(Column<C> column) {
     return column;
 }
 
-/// The current row into the properties, column by column.
+/// The current row into the properties, column by column. Texts are moved out of the row: it is read once.
 template <const auto& columns, class C>
-void loadRow(const Recordset& rows, C& object) {
+void loadRow(Recordset& rows, C& object) {
     const auto& names = detail::namesOf<columns>;
     const auto positions = rows.positions(static_cast<const void*>(names.data()), names);
+    const auto cells = rows.cells();
     for (std::size_t i = 0; i < names.size(); ++i) {
         const auto& column = columns[i];
         if (column.load == nullptr) continue;
@@ -175,16 +166,15 @@ void loadRow(const Recordset& rows, C& object) {
             detail::passOverMissing(column, object);
             continue;
         }
-        detail::loadCell(column, object, rows.value(static_cast<std::size_t>(positions[i])));
+        detail::loadCell(column, object, cells[static_cast<std::size_t>(positions[i])]);
     }
 }
 
-/// Text columns of a recordset's current row, Null read as empty; for collections that read their rows themselves. The
-/// references hold until the recordset moves.
+/// Some columns of a recordset's rows as texts, Null read as empty; for collections that read their rows themselves.
 template <std::size_t count>
 class TextColumns {
 public:
-    TextColumns(const Recordset& rows, const std::array<const char*, count>& names) : rows_(rows) {
+    TextColumns(const Recordset& rows, const std::array<const char*, count>& names) {
         for (std::size_t i = 0; i < count; ++i) {
             const auto position = rows.columnPosition(names[i]);
             if (!position) raise(errors::noSuchItem, names[i]);
@@ -192,21 +182,19 @@ public:
         }
     }
 
-    const Text& operator[](std::size_t i) const {
-        const Value& cell = rows_.value(positions_[i]);
-        if (const auto* text = cell.getIf<Text>()) return *text;
-        if (cell.isNull()) {
-            converted_[i].clear();
-        } else {
-            converted_[i] = toText(cell);
+    /// Of the current row, in the order of the names; moved out of it.
+    [[nodiscard]] std::array<Text, count> take(Recordset& rows) const {
+        const auto cells = rows.cells();
+        std::array<Text, count> texts;
+        for (std::size_t i = 0; i < count; ++i) {
+            Value& cell = cells[positions_[i]];
+            if (!cell.isNull()) texts[i] = Automation<Text>::in(cell);
         }
-        return converted_[i];
+        return texts;
     }
 
 private:
-    const Recordset& rows_;
     std::array<std::size_t, count> positions_{};
-    mutable std::array<Text, count> converted_;
 };
 
 /// The properties into the current row, or the one being added; nothing is written before `Update`.

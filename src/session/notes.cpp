@@ -48,20 +48,26 @@ void Notes::Populate() {
         members_.clear();
         const TextColumns<5> columns(*rows, {"NoteId", "LinkId", "LinkType", "Title", "Note"});
         for (; !rows->get_EOF(); rows->MoveNext()) {
-            Add(columns[0], columns[1], columns[2], columns[3], columns[4], columns[0]);
+            auto [id, link, type, title, text] = columns.take(*rows);
+            const Text key = id;
+            addMember(std::move(id), std::move(link), std::move(type), std::move(title), std::move(text), key);
         }
     });
 }
 
 Ref<Note> Notes::Add(const Text& ID, const Text& ParentId, const Text& ParentType, const Text& Title, const Text& Note,
                      const Text& sKey) {
-    auto note = make<corveth::Note>();
-    note->let_ID(ID);
-    note->LinkId = ParentId;
-    note->let_LinkType(ParentType);
-    note->let_Note(Note);
-    note->Title = Title;
-    members_.appendKeyed(note, sKey);
+    return addMember(ID, ParentId, ParentType, Title, Note, sKey);
+}
+
+Ref<Note> Notes::addMember(Text id, Text link, Text linkType, Text title, Text text, TextView key) {
+    auto note = make<Note>();
+    note->let_ID(std::move(id));
+    note->LinkId = std::move(link);
+    note->let_LinkType(std::move(linkType));
+    note->let_Note(std::move(text));
+    note->Title = std::move(title);
+    members_.appendKeyed(note, key);
     return note;
 }
 

@@ -41,6 +41,7 @@ public:
 
 private:
     struct Table;
+    Ref<Note> addMember(Text id, Text link, Text linkType, Text title, Text text, TextView key);
 
     Members<Note> members_;
     Sql filter_;

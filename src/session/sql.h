@@ -15,7 +15,10 @@ class CORVETH_API Sql {
 public:
     Sql() = default;
     template <class... Pieces>
-    requires(sizeof...(Pieces) > 0) explicit Sql(const Pieces&... pieces) { (add(pieces), ...); }
+    requires(sizeof...(Pieces) > 0) explicit Sql(const Pieces&... pieces) {
+        text_.reserve((lengthOf(pieces) + ...));
+        (add(pieces), ...);
+    }
     /// A condition or query that the client wrote itself; taken as it is.
     static Sql verbatim(Text text);
 
@@ -32,6 +35,19 @@ private:
     void add(std::integral auto value) { addLiteral(std::to_string(value)); }
     void add(std::floating_point auto value) { addLiteral(plainDecimal(value)); }
     void add(const Sql& part);
+
+    template <std::size_t size>
+    static std::size_t lengthOf(const char (&)[size]) {
+        return size;
+    }
+    static std::size_t lengthOf(const Text& value) { return value.size(); }
+    static std::size_t lengthOf(const Sql& part) { return part.text_.size(); }
+    template <class Number>
+    requires std::is_arithmetic_v<Number>
+    static std::size_t lengthOf(Number /*number*/) {
+        return 20; // hardly more
+    }
+
     void addLiteral(TextView literal);
     void addValue(TextView value);
 

@@ -430,7 +430,8 @@ TEST_P(DataRecordset, GivesLargeBytesAwayWithoutACopy) {
     const auto* address = large.data();
     items->set("Data", std::move(large));
     items->Update();
-    Value taken = items->take(*items->columnPosition("Data"));
+    const std::size_t data = *items->columnPosition("Data");
+    const Value taken = std::move(items->cells()[data]);
     ASSERT_TRUE(taken.is(ValueType::bytes));
     EXPECT_EQ(taken.getIf<Bytes>()->data(), address);
     EXPECT_EQ(rows("Select length(Data) From Items Where Id='A1'"), "1048576");

@@ -38,7 +38,7 @@ protected:
     /// The rows of a statement, their values as text and joined by bars.
     [[nodiscard]] std::vector<Text> rows(TextView sql) const {
         auto recordset = make<Recordset>();
-        recordset->open(sql, open(), CursorType::staticCopy, LockType::readOnly);
+        recordset->open(Text(sql), open(), CursorType::staticCopy, LockType::readOnly);
         std::vector<Text> result;
         for (; !recordset->get_EOF(); recordset->MoveNext()) {
             Text row;

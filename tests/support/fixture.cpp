@@ -92,7 +92,7 @@ void DatabaseTest::sql(TextView statement) {
 
 Text DatabaseTest::scalar(TextView query) {
     auto rows = make<Recordset>();
-    rows->open(query, own_, CursorType::staticCopy, LockType::readOnly);
+    rows->open(Text(query), own_, CursorType::staticCopy, LockType::readOnly);
     if (rows->isEmpty()) return "(none)";
     return rows->value(0).isNull() ? "(null)" : toText(rows->value(0));
 }

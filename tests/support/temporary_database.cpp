@@ -59,7 +59,7 @@ Ref<Connection> DataTest::connect(TextView more) const {
 
 Ref<Recordset> DataTest::open(TextView sql, LockType lock) const {
     auto recordset = make<Recordset>();
-    recordset->open(sql, connection, CursorType::keyset, lock);
+    recordset->open(Text(sql), connection, CursorType::keyset, lock);
     return recordset;
 }
 

@@ -84,14 +84,14 @@ void Recordset::Open(const Value& Source, const Value& ActiveConnection, std::in
     openSource(isTable ? "Select * From [" + source_ + "]" : source_);
 }
 
-void Recordset::open(TextView sql, const Ref<Connection>& connection, CursorType cursor, LockType lock) {
+void Recordset::open(Text sql, const Ref<Connection>& connection, CursorType cursor, LockType lock) {
     checkThread();
     if (isOpen()) raise(errors::objectOpen, {}, source);
     shape_.reset();
     connection_ = connection;
     cursorType_ = cursor;
     lockType_ = lock;
-    source_ = sql;
+    source_ = std::move(sql);
     openSource(source_);
 }
 
@@ -323,10 +323,11 @@ const Value& Recordset::originalValue(std::size_t column) const {
     return stored(column);
 }
 
-Value Recordset::take(std::size_t column) {
-    const Value& current = value(column);
-    if (edit_ != Edit::none) return current;
-    return std::exchange(stored(column), Value());
+std::span<Value> Recordset::cells() {
+    requireRow();
+    if (edit_ != Edit::none) raise(errors::notAllowedHere, "A row is being edited.", source);
+    if (staleRow_ == row_) refresh();
+    return {&stored(0), columnCount_};
 }
 
 Ref<corveth::Fields> Recordset::get_Fields() const {

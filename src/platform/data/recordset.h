@@ -12,11 +12,6 @@ class Fields;
 
 namespace data {
 class RowShape;
-struct WritePlan;
-} // namespace data
-
-namespace data {
-class RowShape;
 struct ResultColumn;
 struct WritePlan;
 } // namespace data
@@ -80,7 +75,7 @@ public:
 
     // For callers in C++.
     /// 3709 when the connection is empty or closed. Traced as `open`.
-    void open(TextView sql, const Ref<Connection>& connection, CursorType cursor, LockType lock);
+    void open(Text sql, const Ref<Connection>& connection, CursorType cursor, LockType lock);
     [[nodiscard]] bool isOpen() const noexcept;
     /// Neither before nor behind any row: EOF and BOF.
     [[nodiscard]] bool isEmpty() const;
@@ -96,9 +91,9 @@ public:
     [[nodiscard]] const Value& value(TextView column) const;
     /// The current row's value before it was edited.
     [[nodiscard]] const Value& originalValue(std::size_t column) const;
-    /// The same value moved out (a picture, say, of which a copy costs); the field reads Empty from then on. A row that
-    /// is being edited gives a copy.
-    [[nodiscard]] Value take(std::size_t column);
+    /// All cells of the current row, for a caller that moves values out of them (a long text, a picture: a copy costs);
+    /// such a field then reads as what was left in it. 3219 while the row is being edited. Good for as long as `value`.
+    [[nodiscard]] std::span<Value> cells();
     /// Converts to the column's type: 3464 for text that is not one (empty text in a number), 6, 13 for an object.
     void set(std::size_t column, Value value);
     void set(TextView column, Value value);

@@ -1,7 +1,7 @@
 #include "measure.h"
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 #include <fmt/format.h>
 #include <random>
 #include <stdexcept>
@@ -21,21 +21,26 @@ struct Turn {
     std::size_t bytes;
 };
 
-Turn takeTurn(const Side& side, int count) {
-    using Clock = std::chrono::steady_clock;
-    if (side.prepare) side.prepare();
-    const auto start = Clock::now();
-    const std::size_t bytes = side.run();
-    const std::chrono::duration<double, std::nano> taken = Clock::now() - start;
-    return {taken.count() / count, bytes};
+double now(Clock clock) {
+    constexpr double nanosecondsOfSecond = 1e9;
+    std::timespec time{};
+    ::clock_gettime(clock == Clock::wall ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * nanosecondsOfSecond + static_cast<double>(time.tv_nsec);
 }
 
-void addRound(Series& series, bool isOursFirst) {
+Turn takeTurn(const Side& side, int count, Clock clock) {
+    if (side.prepare) side.prepare();
+    const double start = now(clock);
+    const std::size_t bytes = side.run();
+    return {(now(clock) - start) / count, bytes};
+}
+
+void addRound(Series& series, bool isOursFirst, Clock clock) {
     const Pair& pair = series.pair;
     Turn ours{}, raw{};
-    if (isOursFirst) ours = takeTurn(pair.ours, pair.count);
-    raw = takeTurn(pair.raw, pair.count);
-    if (!isOursFirst) ours = takeTurn(pair.ours, pair.count);
+    if (isOursFirst) ours = takeTurn(pair.ours, pair.count, clock);
+    raw = takeTurn(pair.raw, pair.count, clock);
+    if (!isOursFirst) ours = takeTurn(pair.ours, pair.count, clock);
     if (ours.bytes != raw.bytes) {
         throw std::runtime_error(fmt::format("{}: the two sides did not do the same ({} and {} bytes of text)",
                                              series.operation->name, ours.bytes, raw.bytes));
@@ -59,12 +64,12 @@ Spread spreadOf(std::vector<double> values) {
 
 } // namespace
 
-std::vector<Result> measure(const std::vector<const Operation*>& operations, World& world, int rounds) {
+std::vector<Result> measure(const std::vector<const Operation*>& operations, World& world, int rounds, Clock clock) {
     std::vector<Series> all;
     for (const Operation* operation : operations) {
         all.push_back({operation, operation->make(world), {}, {}, {}});
         // Statements are prepared and memory is taken before anything counts.
-        addRound(all.back(), true);
+        addRound(all.back(), true, clock);
         all.back().ours.clear();
         all.back().raw.clear();
         all.back().figures.clear();
@@ -77,7 +82,7 @@ std::vector<Result> measure(const std::vector<const Operation*>& operations, Wor
     for (int round = 0; round < rounds; ++round) {
         std::ranges::shuffle(order, random);
         for (const std::size_t i : order)
-            addRound(all[i], random() % 2 == 0);
+            addRound(all[i], random() % 2 == 0, clock);
     }
 
     std::vector<Result> results;

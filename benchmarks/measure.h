@@ -47,9 +47,14 @@ struct Result {
     Spread figure;            ///< the ratio or the difference, taken inside each round
 };
 
+enum class Clock {
+    wall,
+    cpu ///< of this thread: holds on a busy machine, and leaves out what is spent waiting for the disk
+};
+
 /// Measures `operations` in `rounds` rounds. Each round takes them in another order and, in each, one or the other side
 /// first, so that what the machine does meanwhile spreads over all. Throws when the sides did not do the same.
-std::vector<Result> measure(const std::vector<const Operation*>& operations, World& world, int rounds);
+std::vector<Result> measure(const std::vector<const Operation*>& operations, World& world, int rounds, Clock clock);
 
 /// Keeps the compiler from leaving out what made `value`.
 template <class T>

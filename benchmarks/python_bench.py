@@ -25,7 +25,12 @@ from dataclasses import dataclass
 import corveth
 
 NOTES_OF_LINK = 1000
-FILTER_PERSONS = 2
+INDIVIDUAL = 2
+RAISE_COUNTER = (
+    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + coalesce((Select "
+    "Cast(substr(max(NoteId), 3) As integer) From Notes Where NoteId Between 'NT00000000' And 'NT99999999'), 0)) "
+    "On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber)"
+)
 
 
 def note_id(number: int) -> str:
@@ -68,12 +73,13 @@ class RawNotes:
             self.connection.execute("Update Notes Set Title=?, Note=? Where NoteId=?", (title, text, found[0]))
 
     def _new_id(self) -> str:
-        connection = self.connection if self.connection.in_transaction else self._counter
-        number = connection.execute(
-            "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1) "
-            "On Conflict (TableName, Code) Do Update Set LastNumber = LastNumber + 1 Returning LastNumber"
-        ).fetchall()[0][0]
-        return f"NT{number:08}"
+        """One more than the counter and than any key that was put in behind its back."""
+        if self.connection.in_transaction:  # the database is this connection's alone
+            self.connection.execute(RAISE_COUNTER)
+            rows = self.connection.execute("Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'")
+        else:
+            rows = self._counter.execute(RAISE_COUNTER + " Returning LastNumber")
+        return f"NT{rows.fetchall()[0][0]:08}"
 
 
 class World:
@@ -212,7 +218,7 @@ def list_raw(world: World, numbers: random.Random, count: int) -> int:
 
 def contacts_ours(_world: World, _numbers: random.Random, _count: int) -> int:
     contacts = corveth.Dispatch("prjCorveth.Contacts")
-    contacts.InitializeAsType(FILTER_PERSONS)
+    contacts.InitializeAsType(INDIVIDUAL)
     return sum(len(contact.LastName) + len(contact.Phone) + contact.IsUsed for contact in contacts)
 
 

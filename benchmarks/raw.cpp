@@ -66,9 +66,11 @@ void executeRaw(sqlite3* database, const std::string& sql) {
 
 namespace {
 
-constexpr const char* raiseCounter =
-    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1) On Conflict (TableName, Code) "
-    "Do Update Set LastNumber = LastNumber + 1 Returning LastNumber";
+// One more than the counter and than any key that was put in behind its back.
+const std::string raiseCounter =
+    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + coalesce((Select "
+    "Cast(substr(max(NoteId), 3) As integer) From Notes Where NoteId Between 'NT00000000' And 'NT99999999'), 0)) "
+    "On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber)";
 
 } // namespace
 
@@ -82,8 +84,9 @@ RawNotes::RawNotes(const std::string& file)
                                "Values (?, ?, ?, ?, ?, ?, ?)"),
       update_(database_.get(), "Update Notes Set Title=?, Note=? Where NoteId=?"),
       list_(database_.get(), "Select * From Notes Where LinkId=?"),
-      counter_(counterDatabase_.get(), raiseCounter),
-      counterInTransaction_(database_.get(), raiseCounter) {}
+      counter_(counterDatabase_.get(), (raiseCounter + " Returning LastNumber").c_str()),
+      raise_(database_.get(), raiseCounter.c_str()),
+      readCounter_(database_.get(), "Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'") {}
 
 void RawNotes::readRow(RawStatement& row, RawNote& note) {
     row.read(0, note.id);
@@ -105,8 +108,10 @@ bool RawNotes::load(const std::string& id, RawNote& note) {
 
 std::string RawNotes::newId() {
     constexpr std::size_t digits = 8;
-    // In a transaction the database is this connection's alone.
-    RawStatement& counter = sqlite3_get_autocommit(database_.get()) != 0 ? counter_ : counterInTransaction_;
+    // In a transaction the database is this connection's alone, and reading afterwards is the cheaper way.
+    const bool isInTransaction = sqlite3_get_autocommit(database_.get()) == 0;
+    if (isInTransaction) raise_.run();
+    RawStatement& counter = isInTransaction ? readCounter_ : counter_;
     counter.step();
     const std::string number = std::to_string(counter.integer(0));
     counter.run();

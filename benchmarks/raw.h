@@ -72,7 +72,7 @@ private:
     std::unique_ptr<sqlite3, RawClose> database_;
     /// The counter's own commit waits for no disk: the insert that follows does.
     std::unique_ptr<sqlite3, RawClose> counterDatabase_;
-    RawStatement begin_, commit_, load_, insert_, update_, list_, counter_, counterInTransaction_;
+    RawStatement begin_, commit_, load_, insert_, update_, list_, counter_, raise_, readCounter_;
     RawNote found_;
 };
 

@@ -153,7 +153,7 @@ TEST_P(DataLog, TakesStatementsThatWereSlow) {
          "Connection\tslow execute\tN ms Update Items\\nSet Size = 1 Where Id = \"A1\""},
         {"row", [&] { items->Update(); },
          "Connection\tslow row\tN ms Update [Items] Set [Name] = 'it''s' Where [Id] = 'A1'"},
-        {"transaction", [&] { logged->BeginTrans(); }, "Connection\tslow begin\tN ms "},
+        {"transaction", [&] { logged->BeginTrans(); }, "Connection\tslow begin\tN ms"},
     };
     std::size_t count = 0;
     for (const auto& row : cases) {

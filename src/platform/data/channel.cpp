@@ -58,8 +58,10 @@ decltype(auto) Channel::watched(TextView kind, const TextOf& textOf, const Actio
         const auto taken = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
         if (taken < slow) return;
         try {
-            log_->write("Connection", fmt::format("slow {}", kind), fmt::format("{} ms {}", taken.count(), textOf()));
-        } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch): a line less, and nothing else is disturbed
+            const auto text = textOf();
+            log_->write("Connection", fmt::format("slow {}", kind),
+                        fmt::format("{} ms{}{}", taken.count(), text.empty() ? "" : " ", text));
+        } catch (...) { // NOLINT(bugprone-empty-catch): a line less, and nothing else is disturbed
         }
     });
     return action();

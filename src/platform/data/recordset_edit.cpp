@@ -76,13 +76,15 @@ void Recordset::set(std::size_t column, Value value) {
     if (!plan.isWritable(column)) {
         raise(errors::notSupported, "The column " + info.name + " is computed.", source);
     }
-    Value converted =
-        data::guarded(source, [&]() -> Value { return data::toColumnValue(info.kind, std::move(value), info.name); });
+    const bool fits = info.kind == data::ColumnKind::text && value.is(ValueType::text); // as most do
+    if (!fits) {
+        value = data::guarded(source, [&] { return data::toColumnValue(info.kind, std::move(value), info.name); });
+    }
     if (edit_ == Edit::none) {
         if (staleRow_ == row_) refresh();
         beginEdit(Edit::changing);
     }
-    pending_[column] = std::move(converted);
+    pending_[column] = std::move(value);
     assigned_[column] = true;
 }
 

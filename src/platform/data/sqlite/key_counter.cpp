@@ -84,8 +84,9 @@ constexpr const char* restoringStatement =
     "Insert Into IdCounters (TableName, Code, LastNumber) Values (?, ?, ?) On Conflict (TableName, Code) "
     "Do Update Set LastNumber = max(LastNumber, Excluded.LastNumber)";
 
+/// `text` must live until the statement has run.
 void bindText(sqlite3_stmt* statement, int number, TextView text) {
-    sqlite3_bind_text64(statement, number, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    sqlite3_bind_text64(statement, number, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
 /// Runs to the end; the number in the one row, 0 without.
@@ -97,6 +98,13 @@ std::int64_t run(sqlite3* database, sqlite3_stmt* statement) {
     sqlite3_reset(statement);
     if (code != SQLITE_DONE) throw Error(errors::engine, source, why);
     return number;
+}
+
+Statement prepared(sqlite3* database, const Text& sql) {
+    sqlite3_stmt* statement = nullptr;
+    const int code = sqlite3_prepare_v3(database, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    if (code != SQLITE_OK) fail(database, code);
+    return Statement(statement);
 }
 
 } // namespace
@@ -117,59 +125,71 @@ sqlite3* KeyCounter::database(bool inTransaction, std::int32_t timeout) {
 
 sqlite3_stmt* KeyCounter::statement(bool inTransaction, sqlite3* database, const Text& sql) {
     Statement& known = (inTransaction ? ofMain_ : ofOwn_)[sql];
-    if (known == nullptr) {
-        sqlite3_stmt* prepared = nullptr;
-        const int code = sqlite3_prepare_v3(database, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
-        if (code != SQLITE_OK) fail(database, code);
-        known.reset(prepared);
-    }
+    if (known == nullptr) known = prepared(database, sql);
     return known.get();
 }
 
-Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t timeout,
-                      const StatementListener& listener) {
+KeyCounter::Space& KeyCounter::spaceOf(const KeySpace& keys) {
+    for (auto& space : spaces_) {
+        if (space.code == keys.code && space.length == keys.length && space.column == keys.column &&
+            space.table == keys.table) {
+            return space;
+        }
+    }
     if (keys.code.empty() || std::cmp_less_equal(keys.length, keys.code.size()) || keys.length > 18) {
         raise(errors::invalidCall,
               "no key of " + std::to_string(keys.length) + " characters begins with \"" + Text(keys.code) + "\"",
               source);
     }
-    const std::size_t digits = static_cast<std::size_t>(keys.length) - keys.code.size();
-    const Text table = foldCase(keys.table);
-    const Text key = identity_ + "|" + table + "|" + Text(keys.code);
-    Text sql = raisingStatement(keys);
-    if (!inTransaction) sql += returning;
-    const Text lowest = Text(keys.code) + Text(digits, '0');
-    const Text highest = Text(keys.code) + Text(digits, '9');
-    const std::int64_t last = lastNumbers().last(key);
+    const Text code(keys.code);
+    const std::size_t digits = static_cast<std::size_t>(keys.length) - code.size();
+    return spaces_.emplace_back(Space{code,
+                                      Text(keys.column),
+                                      Text(keys.table),
+                                      keys.length,
+                                      identity_ + "|" + foldCase(keys.table) + "|" + code,
+                                      code + Text(digits, '0'),
+                                      code + Text(digits, '9'),
+                                      raisingStatement(keys),
+                                      {},
+                                      {}});
+}
+
+Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t timeout,
+                      const StatementListener& listener) {
+    Space& space = spaceOf(keys);
+    const std::int64_t last = lastNumbers().last(space.identity);
     if (listener) {
-        const Parameter shown[] = {keys.table,       keys.code,         last,
-                                   TextView(lowest), TextView(highest), std::int64_t{keys.length}};
-        listener(withValues(sql, shown));
+        const Parameter shown[] = {
+            keys.table, keys.code, last, TextView(space.lowest), TextView(space.highest), std::int64_t{keys.length}};
+        listener(withValues(space.raising + (inTransaction ? "" : returning), shown));
         const Parameter read[] = {keys.table, keys.code};
         if (inTransaction) listener(withValues(readingStatement, read));
     }
 
     sqlite3* on = database(inTransaction, timeout);
-    sqlite3_stmt* raising = statement(inTransaction, on, sql);
-    bindText(raising, 1, keys.table);
-    bindText(raising, 2, keys.code);
-    sqlite3_bind_int64(raising, 3, last);
-    bindText(raising, 4, lowest);
-    bindText(raising, 5, highest);
-    sqlite3_bind_int64(raising, 6, keys.length);
-    std::int64_t number = run(on, raising);
+    Statement& raising = inTransaction ? space.ofMain : space.ofOwn;
+    if (raising == nullptr) raising = prepared(on, inTransaction ? space.raising : space.raising + returning);
+    bindText(raising.get(), 1, space.table);
+    bindText(raising.get(), 2, space.code);
+    sqlite3_bind_int64(raising.get(), 3, last);
+    bindText(raising.get(), 4, space.lowest);
+    bindText(raising.get(), 5, space.highest);
+    sqlite3_bind_int64(raising.get(), 6, space.length);
+    std::int64_t number = run(on, raising.get());
     if (inTransaction) {
         sqlite3_stmt* reading = statement(inTransaction, on, readingStatement);
-        bindText(reading, 1, keys.table);
-        bindText(reading, 2, keys.code);
+        bindText(reading, 1, space.table);
+        bindText(reading, 2, space.code);
         number = run(on, reading);
     }
+    const std::size_t digits = space.lowest.size() - space.code.size();
     if (number > highestNumber(digits)) {
         raise(errors::overflow, "all keys that begin with \"" + Text(keys.code) + "\" are taken", source);
     }
-    lastNumbers().remember(key, number);
+    lastNumbers().remember(space.identity, number);
     if (inTransaction) noteGiven(keys, number);
-    return Text(keys.code) + padded(number, digits);
+    return space.code + padded(number, digits);
 }
 
 void KeyCounter::noteGiven(const KeySpace& keys, std::int64_t number) {
@@ -203,6 +223,8 @@ Text KeyCounter::rolledBack(bool inTransaction, std::int32_t timeout) {
         // The rollback itself is done, and this process does not give the same keys again whatever the counter says.
         why = error.what();
         ofOwn_.clear();
+        for (auto& space : spaces_)
+            space.ofOwn.reset();
         own_.reset();
     }
     if (!inTransaction) given_.clear();

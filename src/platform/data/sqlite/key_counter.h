@@ -2,6 +2,7 @@
 
 #include "platform/data/provider.h"
 
+#include <deque>
 #include <unordered_map>
 
 struct sqlite3;
@@ -40,8 +41,18 @@ private:
         Text table, code;
         std::int64_t number;
     };
+    /// What the keys of one kind have in common.
+    struct Space {
+        Text code, column, table;
+        std::int32_t length;
+        Text identity; ///< of the counter, among all of this process
+        Text lowest, highest;
+        Text raising; ///< the statement, prepared on either connection
+        Statement ofMain, ofOwn;
+    };
     using Statements = std::unordered_map<Text, Statement>;
 
+    Space& spaceOf(const KeySpace& keys);
     [[nodiscard]] sqlite3* database(bool inTransaction, std::int32_t timeout);
     sqlite3_stmt* statement(bool inTransaction, sqlite3* database, const Text& sql);
     void noteGiven(const KeySpace& keys, std::int64_t number);
@@ -52,6 +63,7 @@ private:
     Text identity_; ///< of the file, whatever path leads to it
     Database own_;
     Statements ofMain_, ofOwn_; ///< after the database they belong to
+    std::deque<Space> spaces_;  ///< the same; a statement that was bound keeps pointing to its texts
     std::vector<Given> given_;  ///< in the open transaction
 };
 

@@ -1,9 +1,8 @@
 #include "server/invocation.h"
 
 #include "platform/automation/dispatch.h"
+#include "platform/fixed_list.h"
 #include "server/variants.h"
-
-#include <array>
 
 namespace corveth::server {
 
@@ -24,21 +23,21 @@ public:
             addNamed(params.rgdispidNamedArgs[i], params.rgvarg[i]);
         const std::uint32_t count = params.cArgs - params.cNamedArgs;
         if (count > maxParams) tooMany(count);
-        for (; positionalCount_ < count; ++positionalCount_)
-            positional_[positionalCount_] = convert(positionalAt(positionalCount_), static_cast<int>(positionalCount_));
+        for (std::uint32_t i = 0; i < count; ++i)
+            positional_.emplace_back(convert(positionalAt(i), static_cast<int>(i)));
     }
 
-    [[nodiscard]] std::span<Value> positional() noexcept { return {positional_.data(), positionalCount_}; }
-    [[nodiscard]] std::span<NamedArgument> named() noexcept { return {named_.data(), namedCount_}; }
+    [[nodiscard]] std::span<Value> positional() noexcept { return positional_.all(); }
+    [[nodiscard]] std::span<NamedArgument> named() noexcept { return named_.all(); }
     [[nodiscard]] Value* assigned() noexcept { return hasAssigned_ ? &assigned_ : nullptr; }
 
     /// What the callee left in arguments that it may replace.
     void writeBack() {
         if (row_ == nullptr) return;
-        for (std::uint32_t i = 0; i < positionalCount_ && i < row_->paramCount; ++i) {
+        for (std::uint32_t i = 0; i < positional_.size() && i < row_->paramCount; ++i) {
             if (row_->params[i].writesBack) writeBackTo(positionalAt(i), positional_[i], static_cast<int>(i));
         }
-        for (std::size_t i = 0; i < namedCount_; ++i) {
+        for (std::size_t i = 0; i < named_.size(); ++i) {
             const int position = named_[i].position;
             if (!row_->params[static_cast<std::size_t>(position)].writesBack) continue;
             writeBackTo(params_.rgvarg[namedAt_[i]], named_[i].value, position);
@@ -64,9 +63,9 @@ private:
             hasAssigned_ = true;
             return;
         }
-        if (namedCount_ == maxParams) tooMany(params_.cArgs);
-        namedAt_[namedCount_] = static_cast<std::uint32_t>(&variant - params_.rgvarg);
-        named_[namedCount_++] = {id, convert(variant, id)};
+        if (named_.size() == maxParams) tooMany(params_.cArgs);
+        namedAt_.emplace_back(static_cast<std::uint32_t>(&variant - params_.rgvarg));
+        named_.emplace_back(id, convert(variant, id));
     }
 
     /// `Text of Note.Find`, for messages.
@@ -98,11 +97,9 @@ private:
     const ClassInfo& info_;
     const MemberRow* row_;
     const binary::DispParams& params_;
-    std::array<Value, maxParams> positional_;
-    std::array<NamedArgument, maxParams> named_;
-    std::array<std::uint32_t, maxParams> namedAt_; ///< where in the client's array
-    std::uint32_t positionalCount_ = 0;
-    std::size_t namedCount_ = 0;
+    FixedList<Value, maxParams> positional_;
+    FixedList<NamedArgument, maxParams> named_;
+    FixedList<std::uint32_t, maxParams> namedAt_; ///< where in the client's array
     Value assigned_;
     bool hasAssigned_ = false;
 };

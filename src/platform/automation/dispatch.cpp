@@ -2,6 +2,7 @@
 
 #include "platform/automation/convert.h"
 #include "platform/automation/describe.h"
+#include "platform/fixed_list.h"
 
 #include <algorithm>
 #include <limits>
@@ -62,10 +63,10 @@ public:
         if (positional.size() > row.paramCount) {
             raise(errors::argumentCount, countText(positional.size(), row, memberPath(info, row.name)));
         }
-        for (std::size_t i = 0; i < positional.size(); ++i)
-            values_[i] = std::move(positional[i]);
-        for (std::size_t i = positional.size(); i < row.paramCount; ++i)
-            values_[i] = Missing{};
+        for (auto& value : positional)
+            values_.emplace_back(std::move(value));
+        while (values_.size() < row.paramCount)
+            values_.emplace_back(Missing{});
         for (auto& argument : named) {
             const auto position = static_cast<std::size_t>(argument.position);
             if (argument.position < 0 || position >= row.paramCount) {
@@ -82,7 +83,7 @@ public:
                 raise(errors::argumentRequired, Text(row.params[i].name) + " of " + memberPath(info, row.name));
             }
         }
-        if (assigned != nullptr) values_[row.paramCount] = std::move(*assigned);
+        if (assigned != nullptr) values_.emplace_back(std::move(*assigned));
     }
 
     Value* values() noexcept { return values_.data(); }
@@ -102,7 +103,7 @@ private:
     const MemberRow& row_;
     std::span<Value> positional_;
     std::span<NamedArgument> named_;
-    std::array<Value, maxParams + 1> values_;
+    FixedList<Value, maxParams + 1> values_;
 };
 
 Value callSlot(Object& self, const SlotInfo& slot, Value* values) {

@@ -35,7 +35,7 @@ Ref<Recordset> openForUpdate(
     Ref<Recordset> rows = openRecordset(sql, CursorType::keyset);
     if (rows->isEmpty()) {
         rows->AddNew();
-        rows->set(source.keyColumn, generateId(source));
+        rows->setNewKey(source.keyColumn, [source] { return generateId(source); });
         whenNew(*rows);
     }
     return rows;

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <filesystem>
 
 namespace corveth::data {
@@ -204,9 +205,16 @@ void Channel::commit() {
 
 void Channel::rollback() {
     if (level_ == 0) raise(errors::noTransaction, {}, source);
-    trace_.write("rollback");
+    // Done even where the trace cannot be written: a transaction that stays open takes in what nobody wants in it.
+    std::exception_ptr untraced;
+    try {
+        trace_.write("rollback");
+    } catch (const Error&) {
+        untraced = std::current_exception();
+    }
     watched("rollback", noText, [&] { session_->rollback(level_); });
     --level_;
+    if (untraced != nullptr) std::rethrow_exception(untraced);
 }
 
 Text Channel::nextId(const KeySpace& keys) {

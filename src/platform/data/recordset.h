@@ -97,6 +97,9 @@ public:
     /// Converts to the column's type: 3464 for text that is not one (empty text in a number), 6, 13 for an object.
     void set(std::size_t column, Value value);
     void set(TextView column, Value value);
+    /// The key of a new row, from `maker`; when somebody else has put in a row of that key before this one is saved,
+    /// the maker is asked for another.
+    void setNewKey(TextView column, std::function<Text()> maker);
 
 private:
     friend class Connection;
@@ -132,6 +135,8 @@ private:
     [[nodiscard]] Text insertStatement() const;
     [[nodiscard]] const Text& updateStatement(const std::vector<bool>& changed) const;
     void insertRow();
+    /// A new key where the one assigned is another row's by now; false when that is not so.
+    bool renewKey();
     void updateRow();
     void appendKeyCondition(Text& statement, std::vector<data::Parameter>& parameters) const;
     [[noreturn]] void failRowGone(const char* doing) const;
@@ -151,6 +156,8 @@ private:
     Edit edit_ = Edit::none;
     std::vector<Value> pending_;
     std::vector<bool> assigned_;
+    std::size_t newKey_ = 0;         ///< the column that `keyMaker_` is for
+    std::function<Text()> keyMaker_; ///< in a row being added
     Text source_;
     CursorType cursorType_ = CursorType::forwardOnly;
     LockType lockType_ = LockType::readOnly;

@@ -17,6 +17,9 @@ constexpr const char* source = "ADODB.Recordset";
 constexpr std::int32_t rowGone = static_cast<std::int32_t>(0x80040E38);
 constexpr std::int32_t noKey = static_cast<std::int32_t>(0x80040E21);
 
+/// So many keys a new row tries when others take them first.
+constexpr int mostKeys = 20;
+
 [[noreturn]] void failWithoutKey(const Text& table) {
     throw Error(noKey, source,
                 "Insufficient key column information for updating or refreshing: the statement does "
@@ -92,6 +95,12 @@ void Recordset::set(TextView column, Value value) {
     set(requireColumn(column), std::move(value));
 }
 
+void Recordset::setNewKey(TextView column, std::function<Text()> maker) {
+    newKey_ = requireColumn(column);
+    set(newKey_, maker());
+    keyMaker_ = std::move(maker);
+}
+
 void Recordset::Update() {
     requireRow();
     saveEdit();
@@ -106,6 +115,7 @@ void Recordset::dropEdit() noexcept {
     edit_ = Edit::none;
     pending_.clear();
     assigned_.clear();
+    keyMaker_ = nullptr;
 }
 
 void Recordset::saveEdit() {
@@ -150,11 +160,19 @@ void Recordset::insertRow() {
     }
     std::vector<data::Parameter> parameters;
     parameters.reserve(columnCount_);
-    for (std::size_t i = 0; i < columnCount_; ++i) {
-        if (assigned_[i]) parameters.push_back(data::toParameter(pending_[i]));
-    }
     std::vector<Value> returned;
-    connection_->channel().write(plan.inserted.statement, parameters, &returned);
+    for (int attempt = 1;; ++attempt) {
+        parameters.clear();
+        for (std::size_t i = 0; i < columnCount_; ++i) {
+            if (assigned_[i]) parameters.push_back(data::toParameter(pending_[i]));
+        }
+        try {
+            connection_->channel().write(plan.inserted.statement, parameters, &returned);
+            break;
+        } catch (const Error&) {
+            if (attempt == mostKeys || !renewKey()) throw;
+        }
+    }
 
     const auto key = keyToAskFor();
     const bool isWhole = parameters.size() == columnCount_ && !plan.table->isView;
@@ -165,6 +183,21 @@ void Recordset::insertRow() {
     if (key && !returned.empty()) stored(*key) = std::move(returned.front());
     staleRow_ = isWhole ? -1 : row_;
     dropEdit();
+}
+
+bool Recordset::renewKey() {
+    if (!keyMaker_) return false;
+    Text statement = "Select 1 From ";
+    appendName(statement, shape_->target());
+    statement += " Where ";
+    appendName(statement, writePlan().nameInTable(newKey_));
+    statement += " = ?";
+    const data::Parameter key = data::toParameter(pending_[newKey_]);
+    std::vector<Value> taken;
+    connection_->channel().read(statement, {&key, 1}, taken);
+    if (taken.empty()) return false;
+    pending_[newKey_] = keyMaker_();
+    return true;
 }
 
 void Recordset::updateRow() {

@@ -1,22 +1,56 @@
 #include "platform/data/sqlite/error.h"
 
 #include <sqlite3.h>
+#include <system_error>
 
 namespace corveth::data::sqlite {
 
 namespace {
+
 constexpr const char* source = "ADODB.Connection";
+
+int primary(int code) noexcept {
+    return code & 0xff;
 }
+
+bool isAboutTheFile(int code) noexcept {
+    switch (primary(code)) {
+    case SQLITE_PERM:
+    case SQLITE_BUSY:
+    case SQLITE_READONLY:
+    case SQLITE_IOERR:
+    case SQLITE_CORRUPT:
+    case SQLITE_FULL:
+    case SQLITE_CANTOPEN:
+    case SQLITE_PROTOCOL:
+    case SQLITE_NOTADB:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
 
 Text words(sqlite3* database, int code) {
     // The message of the connection may be about another call than the code.
-    const bool isCurrent = database != nullptr && (sqlite3_extended_errcode(database) & 0xff) == (code & 0xff);
-    const char* message = isCurrent ? sqlite3_errmsg(database) : sqlite3_errstr(code);
-    return Text(message) + " (SQLite " + std::to_string(code) + ")";
+    const bool isCurrent = database != nullptr && primary(sqlite3_extended_errcode(database)) == primary(code);
+    Text text = isCurrent ? sqlite3_errmsg(database) : sqlite3_errstr(code);
+    text += " (SQLite " + std::to_string(code);
+    const bool isOfTheSystem = primary(code) == SQLITE_IOERR || primary(code) == SQLITE_CANTOPEN;
+    const int cause = isCurrent && isOfTheSystem ? sqlite3_system_errno(database) : 0;
+    if (cause != 0) text += ": " + std::generic_category().message(cause);
+    return text + ")";
+}
+
+Text wordsWithFile(sqlite3* database, int code) {
+    const char* file = database == nullptr ? nullptr : sqlite3_db_filename(database, "main");
+    if (file == nullptr || !isAboutTheFile(code)) return words(database, code);
+    return words(database, code) + ": \"" + file + "\"";
 }
 
 void fail(sqlite3* database, int code) {
-    throw Error(errors::engine, source, words(database, code));
+    throw Error(errors::engine, source, wordsWithFile(database, code));
 }
 
 void failOpening(const Text& path, const Text& why) {

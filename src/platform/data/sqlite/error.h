@@ -6,10 +6,13 @@ struct sqlite3;
 
 namespace corveth::data::sqlite {
 
-/// The engine's words for what went wrong last, with its extended result code.
+/// The engine's words for what went wrong last, with its extended result code and the system's own cause where there
+/// is one.
 [[nodiscard]] Text words(sqlite3* database, int code);
+/// The same; the file is named when it is the file, its disk or its locks that the words are about.
+[[nodiscard]] Text wordsWithFile(sqlite3* database, int code);
 
-/// Throws them as an engine error.
+/// Throws them, with the file, as an engine error.
 [[noreturn]] void fail(sqlite3* database, int code);
 /// The same about a file.
 [[noreturn]] void failOpening(const Text& path, const Text& why);

@@ -94,7 +94,7 @@ std::int64_t run(sqlite3* database, sqlite3_stmt* statement) {
     int code = sqlite3_step(statement);
     const std::int64_t number = code == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : 0;
     if (code == SQLITE_ROW) code = sqlite3_step(statement);
-    const Text why = code == SQLITE_DONE ? Text() : words(database, code);
+    const Text why = code == SQLITE_DONE ? Text() : wordsWithFile(database, code);
     sqlite3_reset(statement);
     if (code != SQLITE_DONE) throw Error(errors::engine, source, why);
     return number;
@@ -121,6 +121,13 @@ sqlite3* KeyCounter::database(bool inTransaction, std::int32_t timeout) {
     }
     sqlite3_busy_timeout(own_.get(), timeout * 1000);
     return own_.get();
+}
+
+void KeyCounter::closeOwn() noexcept {
+    ofOwn_.clear();
+    for (auto& space : spaces_)
+        space.ofOwn.reset();
+    own_.reset();
 }
 
 sqlite3_stmt* KeyCounter::statement(bool inTransaction, sqlite3* database, const Text& sql) {
@@ -176,7 +183,13 @@ Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t tim
     bindText(raising.get(), 4, space.lowest);
     bindText(raising.get(), 5, space.highest);
     sqlite3_bind_int64(raising.get(), 6, space.length);
-    std::int64_t number = run(on, raising.get());
+    std::int64_t number = 0;
+    try {
+        number = run(on, raising.get());
+    } catch (const Error&) {
+        if (!inTransaction) closeOwn();
+        throw;
+    }
     if (inTransaction) {
         sqlite3_stmt* reading = statement(inTransaction, on, readingStatement);
         bindText(reading, 1, space.table);
@@ -209,7 +222,7 @@ void KeyCounter::raiseCounter(const Given& given, bool inTransaction, std::int32
     bindText(restoring, 2, given.code);
     sqlite3_bind_int64(restoring, 3, given.number);
     const int code = sqlite3_step(restoring);
-    const Text why = code == SQLITE_DONE ? Text() : words(on, code);
+    const Text why = code == SQLITE_DONE ? Text() : wordsWithFile(on, code);
     sqlite3_reset(restoring);
     if (!why.empty()) throw Error(errors::engine, source, why);
 }
@@ -222,10 +235,7 @@ Text KeyCounter::rolledBack(bool inTransaction, std::int32_t timeout) {
     } catch (const std::exception& error) {
         // The rollback itself is done, and this process does not give the same keys again whatever the counter says.
         why = error.what();
-        ofOwn_.clear();
-        for (auto& space : spaces_)
-            space.ofOwn.reset();
-        own_.reset();
+        closeOwn();
     }
     if (!inTransaction) given_.clear();
     return why;

@@ -54,6 +54,8 @@ private:
 
     Space& spaceOf(const KeySpace& keys);
     [[nodiscard]] sqlite3* database(bool inTransaction, std::int32_t timeout);
+    /// After a failure: it is opened anew when it is needed again.
+    void closeOwn() noexcept;
     sqlite3_stmt* statement(bool inTransaction, sqlite3* database, const Text& sql);
     void noteGiven(const KeySpace& keys, std::int64_t number);
     void raiseCounter(const Given& given, bool inTransaction, std::int32_t timeout);

@@ -115,6 +115,18 @@ void Rows::describe() {
     }
 }
 
+void Rows::prepareAnew(sqlite3* database) {
+    sqlite3_stmt* statement = nullptr;
+    const int code =
+        sqlite3_prepare_v3(database, sqlite3_sql(statement_), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+    if (code != SQLITE_OK) session_.failed(code);
+    sqlite3_finalize(statement_);
+    statement_ = statement;
+    database_ = database;
+    recompilations_ = 0;
+    describe();
+}
+
 void Rows::bind(std::span<const Parameter> parameters) {
     int number = 0;
     for (const auto& parameter : parameters) {
@@ -139,7 +151,9 @@ void Rows::bind(std::span<const Parameter> parameters) {
 }
 
 RunResult Rows::run(std::span<const Parameter> parameters, std::vector<Value>* cells) {
-    session_.requireUsable();
+    sqlite3* const database = session_.usable(!isReadOnly_);
+    const bool isElsewhere = database != database_;
+    if (isElsewhere) prepareAnew(database);
     bind(parameters);
     // A statement that is not reset holds its read transaction, which blocks checkpoints.
     struct Reset {
@@ -148,7 +162,7 @@ RunResult Rows::run(std::span<const Parameter> parameters, std::vector<Value>* c
     } const reset{statement_};
 
     const auto changesBefore = isReadOnly_ ? 0 : sqlite3_total_changes64(database_);
-    RunResult result;
+    RunResult result{0, isElsewhere};
     int code = sqlite3_step(statement_);
     const int recompilations = sqlite3_stmt_status(statement_, SQLITE_STMTSTATUS_REPREPARE, 0);
     if (recompilations != recompilations_) {

@@ -11,8 +11,9 @@ namespace corveth::data::sqlite {
 class SessionState {
 public:
     virtual ~SessionState() = default;
-    /// Throws when the engine ended the transaction by itself.
-    virtual void requireUsable() = 0;
+    /// The database to work with, which is another one after it was opened anew. Throws when the engine ended the
+    /// transaction by itself, and when the file is no longer the one that was opened.
+    [[nodiscard]] virtual sqlite3* usable(bool forWriting) = 0;
     /// A statement failed: notes whether the transaction is gone with it, and throws.
     [[noreturn]] virtual void failed(int code) = 0;
     /// The engine found another schema than it knew.
@@ -30,6 +31,7 @@ public:
 
 private:
     void describe();
+    void prepareAnew(sqlite3* database);
     void bind(std::span<const Parameter> parameters);
     void readRow(std::vector<Value>& cells);
     void readCell(std::vector<Value>& cells, int column, ColumnKind kind) const;

@@ -14,6 +14,7 @@
 #include <sqlite3.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace corveth::data::sqlite {
 
@@ -39,8 +40,10 @@ void configure(sqlite3* database, std::int32_t timeout) {
 }
 
 std::unique_ptr<Session> open(const ConnectionSettings& settings) {
-    return std::make_unique<SqliteSession>(pathOf(settings), settings.timeout.value_or(defaultTimeout),
-                                           settings.isReadOnly);
+    const Text path = pathOf(settings);
+    requireDatabaseFile(path);
+    if (!settings.isReadOnly) shareRights(path);
+    return std::make_unique<SqliteSession>(path, settings.timeout.value_or(defaultTimeout), settings.isReadOnly);
 }
 
 /// Only its owner may read what is kept about people, so the file is made before the engine would make it.
@@ -70,6 +73,10 @@ void remove(const ConnectionSettings& settings) noexcept {
         ::unlink((path + suffix).c_str());
 }
 
+bool isWritable(sqlite3* database) noexcept {
+    return sqlite3_db_readonly(database, "main") == 0;
+}
+
 constexpr std::array<const char*, 1> keywords = {"Data Source"};
 
 } // namespace
@@ -85,8 +92,6 @@ void Closer::operator()(sqlite3_stmt* statement) const noexcept {
 }
 
 Database openDatabase(const Text& path, std::int32_t timeout) {
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored)) failOpening(path, "there is no such file");
     sqlite3* opened = nullptr;
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     int code = sqlite3_open_v2(path.c_str(), &opened, flags, nullptr);
@@ -107,8 +112,10 @@ SqliteSession::SqliteSession(const Text& path, std::int32_t timeout, bool isRead
     : path_(path),
       isReadOnly_(isReadOnly),
       database_(openDatabase(path, timeout)),
+      file_(path),
       keys_(database_.get(), path),
-      timeout_(timeout) {
+      timeout_(timeout),
+      canWrite_(isReadOnly || isWritable(database_.get())) {
     if (isReadOnly) allowNoWriting();
 }
 
@@ -141,7 +148,7 @@ const Dialect& SqliteSession::dialect() const noexcept {
 }
 
 std::unique_ptr<Prepared> SqliteSession::prepare(TextView sql) {
-    requireUsable();
+    requireTransaction();
     sqlite3_stmt* statement = nullptr;
     const char* tail = nullptr;
     const int code = sqlite3_prepare_v3(database_.get(), sql.data(), static_cast<int>(sql.size()),
@@ -205,7 +212,7 @@ void SqliteSession::run(const Text& sql) {
     }
     const int code = sqlite3_step(known.get());
     if (code != SQLITE_DONE) {
-        const Text why = words(database_.get(), code);
+        const Text why = wordsWithFile(database_.get(), code);
         sqlite3_reset(known.get());
         noteEnd(why);
         throw Error(errors::engine, source, why);
@@ -214,14 +221,15 @@ void SqliteSession::run(const Text& sql) {
 }
 
 void SqliteSession::begin(int level) {
-    requireUsable();
+    static_cast<void>(usable(true));
     // The write lock at once: a reader that becomes a writer later may find that it cannot.
     run(level == 1 ? "Begin Immediate" : "Savepoint level" + std::to_string(level));
     inTransaction_ = true;
 }
 
 void SqliteSession::commit(int level) {
-    requireUsable();
+    requireTransaction();
+    if (level == 1) file_.requireForWriting();
     run(level == 1 ? "Commit" : "Release level" + std::to_string(level));
     if (level == 1) {
         inTransaction_ = false;
@@ -230,9 +238,17 @@ void SqliteSession::commit(int level) {
 }
 
 void SqliteSession::rollback(int level) {
+    noteEnd("a failure that nobody reported");
     const bool ended = !endedBecause_.empty();
     if (level == 1) {
-        if (!ended) run("Rollback");
+        // Whatever it says, there is nothing left to roll back when the engine is out of the transaction.
+        if (!ended) {
+            try {
+                run("Rollback");
+            } catch (const Error&) {
+                if (sqlite3_get_autocommit(database_.get()) == 0) throw;
+            }
+        }
         endedBecause_.clear();
         inTransaction_ = false;
     } else if (!ended) {
@@ -241,6 +257,14 @@ void SqliteSession::rollback(int level) {
         run("Release " + name);
     }
     if (level > 1 && ended) return;
+    try {
+        // The counters of another file that has taken the name are not these.
+        if (!inTransaction_) file_.requireForWriting();
+    } catch (const Error& error) {
+        keys_.ended();
+        reportFailure("keeping the key counters through a rollback", error.description);
+        return;
+    }
     if (const Text why = keys_.rolledBack(inTransaction_, timeout_); !why.empty()) {
         reportFailure("keeping the key counters through a rollback", why);
     }
@@ -252,7 +276,7 @@ void SqliteSession::setTimeout(std::int32_t seconds) {
 }
 
 Text SqliteSession::nextId(const KeySpace& keys, const StatementListener& listener) {
-    requireUsable();
+    static_cast<void>(usable(true));
     try {
         // What reads only must not write through the counter's own connection either.
         return keys_.next(keys, inTransaction_ || isReadOnly_, timeout_, listener);
@@ -272,19 +296,50 @@ std::vector<Text> SqliteSession::integrityProblems() {
     return problems;
 }
 
-void SqliteSession::requireUsable() {
+sqlite3* SqliteSession::usable(bool forWriting) {
+    if (inTransaction_) {
+        requireTransaction();
+    } else {
+        forWriting ? file_.requireForWriting() : file_.requireForReading();
+        if (!canWrite_) openAnewIfWritable();
+        if (std::exchange(isDamaged_, false)) sqlite3_db_release_memory(database_.get());
+    }
+    return database_.get();
+}
+
+void SqliteSession::requireTransaction() {
+    // Not every failure comes by here, and what follows must not be saved piece by piece.
+    noteEnd("a failure that nobody reported");
     if (endedBecause_.empty()) return;
     throw Error(errors::engine, source, "The engine has ended the transaction: " + endedBecause_);
 }
 
+void SqliteSession::openAnewIfWritable() {
+    if (::access(path_.c_str(), W_OK) != 0) return;
+    shareRights(path_);
+    Database again = openDatabase(path_, timeout_);
+    if (!isWritable(again.get())) return;
+    control_.clear();
+    tables_.clear();
+    keys_ = KeyCounter(again.get(), path_);
+    database_ = std::move(again);
+    file_ = DatabaseFile(path_);
+    canWrite_ = true;
+}
+
 void SqliteSession::failed(int code) {
-    const Text why = words(database_.get(), code);
+    const Text why = wordsWithFile(database_.get(), code);
     noteEnd(why);
+    // The pages that were read of a damaged file must not outlive its repair.
+    isDamaged_ = (code & 0xff) == SQLITE_CORRUPT || (code & 0xff) == SQLITE_NOTADB;
+    // Which may be because it is another file by now, and that is the better word.
+    if (isDamaged_ && !inTransaction_) file_.requireForWriting();
     throw Error(errors::engine, source, why);
 }
 
 void SqliteSession::noteEnd(const Text& why) {
-    if (inTransaction_ && sqlite3_get_autocommit(database_.get()) != 0) endedBecause_ = why;
+    const bool isOut = inTransaction_ && sqlite3_get_autocommit(database_.get()) != 0;
+    if (isOut && endedBecause_.empty()) endedBecause_ = why;
 }
 
 void SqliteSession::schemaChanged() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/data/sqlite/database_file.h"
 #include "platform/data/sqlite/key_counter.h"
 #include "platform/data/sqlite/rows.h"
 
@@ -25,10 +26,13 @@ public:
     [[nodiscard]] std::vector<Text> integrityProblems() override;
 
 private:
-    void requireUsable() override;
+    [[nodiscard]] sqlite3* usable(bool forWriting) override;
     [[noreturn]] void failed(int code) override;
     void schemaChanged() override;
 
+    void requireTransaction();
+    /// A file that could only be read when it was opened may have become one that can be written.
+    void openAnewIfWritable();
     /// After a failure with the words `why`: the transaction may be gone with it.
     void noteEnd(const Text& why);
     void run(const Text& sql);
@@ -39,12 +43,15 @@ private:
     Text path_;
     bool isReadOnly_;
     Database database_;
+    DatabaseFile file_;
     KeyCounter keys_; ///< its statements go before the database
     std::int32_t timeout_;
     std::unordered_map<Text, std::shared_ptr<const TableInfo>> tables_; ///< by folded name
     std::unordered_map<Text, Statement> control_;                       ///< Begin, Commit, Rollback and the like
     bool inTransaction_ = false;
-    Text endedBecause_; ///< the words with which the engine ended the transaction
+    bool canWrite_;
+    bool isDamaged_ = false; ///< as the last statement found it
+    Text endedBecause_;      ///< the words with which the engine ended the transaction
 };
 
 extern const Provider provider;

@@ -16,7 +16,7 @@ Text longText(const Text& version) {
     return text;
 }
 
-Ref<Recordset> query(const Ref<Connection>& connection, TextView sql) {
+Ref<Recordset> query(const Ref<Connection>& connection, const Text& sql) {
     auto rows = make<Recordset>();
     rows->open(sql, connection, CursorType::forwardOnly, LockType::readOnly);
     return rows;
@@ -96,7 +96,7 @@ Text soundness(const Ref<Connection>& connection) {
     return firstValue(connection, "pragma integrity_check");
 }
 
-Text firstValue(const Ref<Connection>& connection, TextView sql) {
+Text firstValue(const Ref<Connection>& connection, const Text& sql) {
     const auto rows = query(connection, sql);
     return rows->isEmpty() ? Text() : toText(rows->value(0));
 }

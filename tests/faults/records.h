@@ -29,6 +29,6 @@ std::map<Text, Text> storedVersions(const Ref<Connection>& connection);
 Text soundness(const Ref<Connection>& connection);
 
 /// The first column of the first row as text.
-Text firstValue(const Ref<Connection>& connection, TextView sql);
+Text firstValue(const Ref<Connection>& connection, const Text& sql);
 
 } // namespace corveth::test

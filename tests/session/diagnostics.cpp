@@ -42,8 +42,6 @@ private:
 };
 
 TEST_F(DiagnosticsTest, WhatAContactSwallowsIsInTheLog) {
-    constexpr const char* keepMaster =
-        "create trigger Kept before delete on ContactMaster begin select raise(abort, 'kept!'); end";
     const struct {
         const char* name;
         std::function<void()> action;
@@ -70,7 +68,7 @@ TEST_F(DiagnosticsTest, WhatAContactSwallowsIsInTheLog) {
         {"a deletion that fails",
          [&] {
              sql("Update ContactMaster Set Pic = Null");
-             sql(keepMaster);
+             sql("create trigger Kept before delete on ContactMaster begin select raise(abort, 'kept!'); end");
              acme()->DeleteContact(true);
          },
          {"Contact|deletion of CM00000001|kept!"}},

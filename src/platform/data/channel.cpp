@@ -23,25 +23,21 @@ constexpr std::chrono::milliseconds slow{250};
 
 constexpr auto noText = [] { return TextView(); };
 
-/// Lines that were appended to the database would be its end.
-void refuseDatabaseAsOutput(const ConnectionSettings& settings) {
-    for (const char* keyword : {"Trace File", "Log"}) {
-        std::error_code notThere;
-        if (!std::filesystem::equivalent(settings.value(keyword), settings.value("Data Source"), notThere)) continue;
+/// The file that `keyword` names. It must not be the database: lines that were appended to it would be its end.
+TextView outputFile(const ConnectionSettings& settings, const char* keyword) {
+    const TextView path = settings.value(keyword);
+    std::error_code notThere;
+    if (std::filesystem::equivalent(path, settings.value("Data Source"), notThere)) {
         raise(errors::badArguments, fmt::format("Connection string: \"{}\" names the database.", keyword), source);
     }
-}
-
-const ConnectionSettings& checked(const ConnectionSettings& settings) {
-    refuseDatabaseAsOutput(settings);
-    return settings;
+    return path;
 }
 
 } // namespace
 
 Channel::Channel(const ConnectionSettings& settings)
-    : trace_(checked(settings).value("Trace File")),
-      log_(std::make_shared<Log>(settings.value("Log"))),
+    : trace_(outputFile(settings, "Trace File")),
+      log_(std::make_shared<Log>(outputFile(settings, "Log"))),
       session_(settings.provider->open(settings)) {
     if (!log_->isOn()) return;
     session_->setFailureListener(

@@ -55,9 +55,7 @@ int run(const Options& options) {
     return 0;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int parseAndRun(int argc, char** argv) {
     Options options;
     CLI::App app("Measures the business objects beside the raw engine interface: the same work on two databases that "
                  "begin alike, in rounds of shuffled order. A figure is taken inside each round, its median is shown: "
@@ -81,10 +79,18 @@ int main(int argc, char** argv) {
                  "CPU time instead of the clock: for a busy machine; leaves out the waiting for the disk");
     app.add_flag("--json", options.isJson, "For tools instead of people");
     CLI11_PARSE(app, argc, argv);
+    return run(options);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
     try {
-        return run(options);
+        return parseAndRun(argc, argv);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "corveth_bench: %s\n", failure.what());
-        return 1;
+    } catch (...) {
+        std::fputs("corveth_bench: failed\n", stderr);
     }
+    return 1;
 }

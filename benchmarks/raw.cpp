@@ -127,8 +127,9 @@ void RawNotes::save(const RawNote& note) {
         update_.bind(1, note.title).bind(2, note.note).bind(3, found_.id).run();
         return;
     }
-    constexpr double dayOfEpoch = 25569, secondsOfDay = 86400;
-    const double today = dayOfEpoch + static_cast<double>(std::time(nullptr) / static_cast<std::time_t>(secondsOfDay));
+    constexpr std::time_t dayOfEpoch = 25569, secondsOfDay = 86400;
+    const std::time_t day = dayOfEpoch + std::time(nullptr) / secondsOfDay;
+    const auto today = static_cast<double>(day);
     const std::string id = newId();
     insert_.bind(1, id).bind(2, note.creator).bind(3, today).bind(4, note.linkId);
     insert_.bind(5, note.linkType).bind(6, note.title).bind(7, note.note).run();

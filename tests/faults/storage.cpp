@@ -80,7 +80,7 @@ struct Fault {
 Locker locker;
 
 const Fault faults[] = {
-    {"AFullDisk", "disk I/O error (SQLite 778", [](const Place&) { limitFileSize(0); },
+    {"AFullDisk", "disk I/O error (SQLite 778)", [](const Place&) { limitFileSize(0); },
      [](const Place&) { limitFileSize(RLIM_INFINITY); }},
     {"AFullDatabase", "database or disk is full (SQLite 13)",
      [](const Place&) { moduleState().SharedConnection->execute("pragma max_page_count=1"); },

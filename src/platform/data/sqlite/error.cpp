@@ -1,7 +1,6 @@
 #include "platform/data/sqlite/error.h"
 
 #include <sqlite3.h>
-#include <system_error>
 
 namespace corveth::data::sqlite {
 
@@ -35,12 +34,7 @@ bool isAboutTheFile(int code) noexcept {
 Text words(sqlite3* database, int code) {
     // The message of the connection may be about another call than the code.
     const bool isCurrent = database != nullptr && primary(sqlite3_extended_errcode(database)) == primary(code);
-    Text text = isCurrent ? sqlite3_errmsg(database) : sqlite3_errstr(code);
-    text += " (SQLite " + std::to_string(code);
-    const bool isOfTheSystem = primary(code) == SQLITE_IOERR || primary(code) == SQLITE_CANTOPEN;
-    const int cause = isCurrent && isOfTheSystem ? sqlite3_system_errno(database) : 0;
-    if (cause != 0) text += ": " + std::generic_category().message(cause);
-    return text + ")";
+    return Text(isCurrent ? sqlite3_errmsg(database) : sqlite3_errstr(code)) + " (SQLite " + std::to_string(code) + ")";
 }
 
 Text wordsWithFile(sqlite3* database, int code) {

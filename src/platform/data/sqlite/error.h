@@ -6,8 +6,7 @@ struct sqlite3;
 
 namespace corveth::data::sqlite {
 
-/// The engine's words for what went wrong last, with its extended result code and the system's own cause where there
-/// is one.
+/// The engine's words for what went wrong last, with its extended result code.
 [[nodiscard]] Text words(sqlite3* database, int code);
 /// The same; the file is named when it is the file, its disk or its locks that the words are about.
 [[nodiscard]] Text wordsWithFile(sqlite3* database, int code);

@@ -34,7 +34,7 @@ void configure(sqlite3* database, std::int32_t timeout) {
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     for (const char* setting : {"PRAGMA synchronous=FULL", "PRAGMA cache_size=-65536"}) {
         const int code = sqlite3_exec(database, setting, nullptr, nullptr, nullptr);
-        if (code != SQLITE_OK) fail(database, code);
+        if (code != SQLITE_OK) throw Error(errors::engine, source, words(database, code));
     }
     registerFunctions(database);
 }
@@ -238,7 +238,7 @@ void SqliteSession::commit(int level) {
 }
 
 void SqliteSession::rollback(int level) {
-    noteEnd("a failure that nobody reported");
+    noteUnseenEnd();
     const bool ended = !endedBecause_.empty();
     if (level == 1) {
         // Whatever it says, there is nothing left to roll back when the engine is out of the transaction.
@@ -308,8 +308,7 @@ sqlite3* SqliteSession::usable(bool forWriting) {
 }
 
 void SqliteSession::requireTransaction() {
-    // Not every failure comes by here, and what follows must not be saved piece by piece.
-    noteEnd("a failure that nobody reported");
+    noteUnseenEnd();
     if (endedBecause_.empty()) return;
     throw Error(errors::engine, source, "The engine has ended the transaction: " + endedBecause_);
 }
@@ -337,9 +336,13 @@ void SqliteSession::failed(int code) {
     throw Error(errors::engine, source, why);
 }
 
-void SqliteSession::noteEnd(const Text& why) {
+void SqliteSession::noteEnd(TextView why) {
     const bool isOut = inTransaction_ && sqlite3_get_autocommit(database_.get()) != 0;
     if (isOut && endedBecause_.empty()) endedBecause_ = why;
+}
+
+void SqliteSession::noteUnseenEnd() {
+    noteEnd("a failure that nobody reported");
 }
 
 void SqliteSession::schemaChanged() {

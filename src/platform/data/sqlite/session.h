@@ -34,7 +34,9 @@ private:
     /// A file that could only be read when it was opened may have become one that can be written.
     void openAnewIfWritable();
     /// After a failure with the words `why`: the transaction may be gone with it.
-    void noteEnd(const Text& why);
+    void noteEnd(TextView why);
+    /// Not every failure comes by there, and what follows must not be saved piece by piece.
+    void noteUnseenEnd();
     void run(const Text& sql);
     [[nodiscard]] TableInfo describeTable(TextView name, bool isView);
     void allowNoWriting();

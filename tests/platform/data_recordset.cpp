@@ -407,12 +407,13 @@ TEST_P(DataRecordset, TellsClosedFromOpen) {
 }
 
 TEST_P(DataRecordset, KeepsItsRowsWhenTheyCannotBeReadAgain) {
-    connection->execute("Create Table Passing (Id integer)");
-    connection->execute("Insert Into Passing (Id) Values (7)");
+    const Text longer = "what takes memory of its own, and is gone with it";
+    connection->execute("Create Table Passing (Name text)");
+    connection->execute("Insert Into Passing (Name) Values ('" + longer + "')");
     const auto passing = open("Select * From Passing");
     connection->execute("Drop Table Passing");
     EXPECT_THAT(raised([&] { passing->Requery(); }), testing::HasSubstr("Passing"));
-    EXPECT_EQ(rowsOf(*passing), "7");
+    EXPECT_EQ(rowsOf(*passing), longer);
 }
 
 TEST_P(DataRecordset, RemembersPositionsOfAColumnsTable) {

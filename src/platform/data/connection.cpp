@@ -121,8 +121,8 @@ void Connection::traceRefused(TextView kind, TextView sql) {
     channel().trace().write(kind, sql);
 }
 
-void Connection::log(TextView className, TextView operation, TextView words) const noexcept {
-    if (log_ != nullptr) log_->write(className, operation, words);
+void Connection::log(TextView ofClass, TextView operation, TextView words) const noexcept {
+    if (log_ != nullptr) log_->write(ofClass, operation, words);
 }
 
 Text Connection::nextId(TextView code, std::int32_t length, TextView keyColumn, TextView table) {

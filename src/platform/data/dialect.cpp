@@ -69,6 +69,7 @@ private:
     }
 
     [[nodiscard]] bool isBoundary(std::size_t i) const {
+        if (i == 0) return true; // the statement's own word, also where it could name a function
         const Token& token = tokens_[i];
         if (token.kind == TokenKind::symbol)
             return std::ranges::find(boundarySymbols, token.raw) != boundarySymbols.end();

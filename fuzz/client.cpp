@@ -3,7 +3,9 @@
 #include "platform/automation/class_registry.h"
 #include "server/record_layout.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
 
 namespace corveth::fuzz {

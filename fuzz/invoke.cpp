@@ -13,7 +13,7 @@
 #include "server/object_wrapper.h"
 #include "session/module_state.h"
 
-#include <cstdlib>
+#include <algorithm>
 
 using namespace corveth;
 using binary::Held;
@@ -123,10 +123,19 @@ void step(Input& input, Client& client, binary::IEnumVariant& members) {
     }
 }
 
+/// By its name rather than its place in the list, so that inputs mean the same when a class is added.
+std::uint16_t markOf(const ClassInfo* info) {
+    std::uint32_t mark = 2166136261U;
+    for (const char c : info->progId())
+        mark = (mark ^ static_cast<std::uint8_t>(c)) * 16777619U;
+    return static_cast<std::uint16_t>(mark >> 16U);
+}
+
 /// A new object of a class that clients can create.
 void create(Input& input, Client& client) {
-    const auto classes = allClasses();
-    const ClassInfo& info = *classes[input.below(classes.size())];
+    const auto wanted = input.number<std::uint16_t>();
+    const auto distance = [wanted](const ClassInfo* info) { return static_cast<std::uint16_t>(markOf(info) - wanted); };
+    const ClassInfo& info = **std::ranges::min_element(allClasses(), {}, distance);
     if (info.create == nullptr) return;
     const Ref<Object> made = info.create();
     client.add(Held<binary::IUnknown>(server::toClient(*made)));

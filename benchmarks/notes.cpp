@@ -160,14 +160,17 @@ Pair loadCold(World& world) {
     constexpr int count = 500;
     auto ours = std::make_shared<Keys>(world, count, world.size().notes);
     auto raw = std::make_shared<Keys>(world, count, world.size().notes);
+    // The pages are given up when the next read finds the database changed.
     return {count,
             {[=, &world] {
-                 world.connection().execute("PRAGMA shrink_memory");
+                 world.emptyPageCaches();
+                 loadOurs({world.noteId(0)});
                  ours->draw();
              },
              [=] { return loadOurs(ours->all()); }},
             {[=, &world] {
-                 world.rawNotes().execute("PRAGMA shrink_memory");
+                 world.emptyPageCaches();
+                 loadRaw(world.rawNotes(), {world.noteId(0)});
                  raw->draw();
              },
              [=, &world] { return loadRaw(world.rawNotes(), raw->all()); }}};

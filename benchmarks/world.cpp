@@ -102,6 +102,13 @@ World::World(const std::filesystem::path& folder, const Size& size)
     crm_->UseConnection(connection_);
     rawNotes_ = std::make_unique<RawNotes>(rawFile_);
     rawContacts_ = std::make_unique<RawContacts>(rawFile_);
+    for (const auto& file : {ourFile_, rawFile_})
+        others_.push_back(openRaw(file, "NORMAL"));
+}
+
+void World::emptyPageCaches() {
+    for (const auto& other : others_)
+        executeRaw(other.get(), "Update SchemaVersion Set Version = Version");
 }
 
 std::string World::noteId(int number) const {

@@ -38,6 +38,9 @@ public:
     [[nodiscard]] RawNotes& rawNotes() noexcept { return *rawNotes_; }
     [[nodiscard]] RawContacts& rawContacts() noexcept { return *rawContacts_; }
 
+    /// Writes to both databases past the connections that are measured, which give up their page caches for it.
+    void emptyPageCaches();
+
     [[nodiscard]] std::string noteId(int number) const; ///< from 0
     [[nodiscard]] std::string linkId(int number) const;
     [[nodiscard]] int linkCount() const noexcept;
@@ -52,6 +55,7 @@ private:
     Ref<CRM> crm_;
     std::unique_ptr<RawNotes> rawNotes_;
     std::unique_ptr<RawContacts> rawContacts_;
+    std::vector<std::unique_ptr<sqlite3, RawClose>> others_;
 };
 
 } // namespace corveth::bench

@@ -57,8 +57,6 @@ const Text& exampleDatabase() {
         createDatabase(source);
         const auto connection = make<Connection>();
         connection->open(source);
-        // The file alone holds everything then, so that it can be copied.
-        connection->execute("PRAGMA journal_mode=DELETE");
         for (const char* statement : {
                  "Insert Into Contacts (ContactId, ContactType, FirstName, ContactName) "
                  "Values ('CM00000001', 0, 'Acme', 'Acme')",
@@ -68,7 +66,7 @@ const Text& exampleDatabase() {
                  "Insert Into Notes (NoteId, LinkId, Title) Values ('NT00000002', 'CN00000001', 'It''s late')",
              })
             connection->execute(statement);
-        connection->Close();
+        connection->Close(); // the file alone holds everything then, and can be copied
         return made;
     }();
     return path;

@@ -325,22 +325,20 @@ TEST(Transactions, EndThoughTheirTraceCannotBeWritten) {
     EXPECT_EQ(told, "3004 \n3004 \nlevel 1 oldcontact=a oldnote=a \n");
 }
 
-/// The engine ends it while a counter is raised again after a savepoint was rolled back, and no call says so.
-TEST(Transactions, AreNotGoneOnWithWhenTheEngineEndedThemUnseen) {
+/// The engine ends it while the counters are raised before the commit.
+TEST(Transactions, AreNotCommittedWhenTheCountersCannotBeRaised) {
     const Place place;
     const auto connection = share(place.database);
-    connection->execute("create trigger Ending before insert on IdCounters when last_insert_rowid() = 99 "
-                        "begin select raise(rollback, 'ended'); end");
+    connection->execute("create trigger Ending before update on IdCounters begin select raise(rollback, 'ended'); end");
     connection->BeginTrans();
     saveNote("lostnote", "a");
-    connection->BeginTrans();
-    saveNote("lostnote", "b");
-    connection->execute("Insert Into Notes (rowid, NoteId) Values (99, 'XX00000001')");
-    connection->RollbackTrans();
-    const Text failure = raised([] { saveNote("lostnote", "c"); });
-    EXPECT_THAT(failure, HasSubstr("The engine has ended the transaction"));
+    EXPECT_THAT(raised([&] { connection->CommitTrans(); }), HasSubstr("ended (SQLite 1811)"));
+    EXPECT_THAT(raised([] { saveNote("lostnote", "b"); }), HasSubstr("The engine has ended the transaction: ended"));
     connection->RollbackTrans();
     EXPECT_EQ(listOf(storedVersions(connection)), "oldcontact=a oldnote=a ");
+    connection->execute("drop trigger Ending");
+    saveNote("newnote", "c");
+    EXPECT_EQ(listOf(storedVersions(connection)), "newnote=c oldcontact=a oldnote=a ");
     closeShared();
 }
 

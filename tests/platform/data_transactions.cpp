@@ -99,9 +99,10 @@ TEST_P(DataTransactions, EndWithTheLastReference) {
 class DataKeys : public DataTransactions {
 protected:
     [[nodiscard]] static Text next(const Ref<Connection>& on) { return on->nextId("NT", 10, "NoteId", "Notes"); }
+    void areOneMoreThanTheGreatest(bool inTransaction);
 };
 
-TEST_P(DataKeys, AreOneMoreThanTheGreatestThatAnyoneKnows) {
+void DataKeys::areOneMoreThanTheGreatest(bool inTransaction) {
     struct Case {
         const char* name;
         const char* statement;
@@ -122,12 +123,22 @@ TEST_P(DataKeys, AreOneMoreThanTheGreatestThatAnyoneKnows) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
+        if (inTransaction) connection->BeginTrans();
         connection->execute(row.statement);
         EXPECT_EQ(next(connection), row.expected);
+        if (inTransaction) connection->CommitTrans();
     }
     EXPECT_EQ(connection->nextId("CN", 10, "ContactId", "Contacts"), "CN00000001") << "each code counts for itself";
     EXPECT_EQ(connection->nextId("AC", 10, "Id", "Items"), "AC00000001");
     EXPECT_EQ(connection->nextId("AC", 10, "ContactId", "Contacts"), "AC00000001") << "and each table";
+}
+
+TEST_P(DataKeys, AreOneMoreThanTheGreatestThatAnyoneKnows) {
+    areOneMoreThanTheGreatest(false);
+}
+
+TEST_P(DataKeys, AreThatInATransactionToo) {
+    areOneMoreThanTheGreatest(true);
 }
 
 TEST_P(DataKeys, AreNotGivenAgainAfterARollback) {

@@ -62,25 +62,34 @@ Text padded(std::int64_t number, std::size_t digits) {
     return Text(digits - std::min(digits, text.size()), '0') + text;
 }
 
-/// Takes table, code, the last that this process made, lowest and highest key, and length.
-Text raisingStatement(const KeySpace& keys) {
+/// The greatest number in the column, which is an expression that takes lowest and highest key, and length.
+Text greatestNumber(const KeySpace& keys) {
     Text column, table;
     appendQuotedName(column, keys.column);
     appendQuotedName(table, keys.table);
     const Text digits = "substr(" + column + ", " + std::to_string(keys.code.size() + 1) + ")";
     // Backwards along the key's index: the first that has the form is the greatest.
-    return "Insert Into IdCounters (TableName, Code, LastNumber) Values (?, ?, 1 + max(?, coalesce((Select Cast(" +
-           digits + " As integer) From " + table + " Where " + column + " Between ? And ? And length(" + column +
-           ") = ? And " + digits + " Not Glob '*[^0-9]*' Order By " + column +
-           " Desc Limit 1), 0))) On Conflict (TableName, Code)"
-           " Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber)";
+    return "coalesce((Select Cast(" + digits + " As integer) From " + table + " Where " + column +
+           " Between ? And ? And length(" + column + ") = ? And " + digits + " Not Glob '*[^0-9]*' Order By " + column +
+           " Desc Limit 1), 0)";
 }
 
-/// In a transaction nobody else raises the counter meanwhile, and this costs half of what `returning` does.
-constexpr const char* readingStatement = "Select LastNumber From IdCounters Where TableName = ? And Code = ?";
-constexpr const char* returning = " Returning LastNumber";
+// Both take the last number that this process made, lowest and highest key, length, table and code.
 
-constexpr const char* restoringStatement =
+/// Raises the counter.
+Text raisingStatement(const KeySpace& keys) {
+    return "Insert Into IdCounters (LastNumber, TableName, Code) Values (1 + max(?, " + greatestNumber(keys) +
+           "), ?, ?) On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, "
+           "Excluded.LastNumber) Returning LastNumber";
+}
+
+/// Leaves the counter as it is.
+Text lookingStatement(const KeySpace& keys) {
+    return "Select 1 + max(?, " + greatestNumber(keys) +
+           ", coalesce((Select LastNumber From IdCounters Where TableName = ? And Code = ?), 0))";
+}
+
+constexpr const char* keepingStatement =
     "Insert Into IdCounters (TableName, Code, LastNumber) Values (?, ?, ?) On Conflict (TableName, Code) "
     "Do Update Set LastNumber = max(LastNumber, Excluded.LastNumber)";
 
@@ -112,8 +121,7 @@ Statement prepared(sqlite3* database, const Text& sql) {
 KeyCounter::KeyCounter(sqlite3* database, Text path)
     : main_(database), path_(std::move(path)), identity_(identityOf(path_)) {}
 
-sqlite3* KeyCounter::database(bool inTransaction, std::int32_t timeout) {
-    if (inTransaction) return main_;
+sqlite3* KeyCounter::own(std::int32_t timeout) {
     if (own_ == nullptr) {
         own_ = openDatabase(path_, timeout);
         const int code = sqlite3_exec(own_.get(), "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
@@ -124,16 +132,10 @@ sqlite3* KeyCounter::database(bool inTransaction, std::int32_t timeout) {
 }
 
 void KeyCounter::closeOwn() noexcept {
-    ofOwn_.clear();
+    keepingOnOwn_.reset();
     for (auto& space : spaces_)
-        space.ofOwn.reset();
+        space.raising.reset();
     own_.reset();
-}
-
-sqlite3_stmt* KeyCounter::statement(bool inTransaction, sqlite3* database, const Text& sql) {
-    Statement& known = (inTransaction ? ofMain_ : ofOwn_)[sql];
-    if (known == nullptr) known = prepared(database, sql);
-    return known.get();
 }
 
 KeyCounter::Space& KeyCounter::spaceOf(const KeySpace& keys) {
@@ -157,88 +159,78 @@ KeyCounter::Space& KeyCounter::spaceOf(const KeySpace& keys) {
                                       identity_ + "|" + foldCase(keys.table) + "|" + code,
                                       code + Text(digits, '0'),
                                       code + Text(digits, '9'),
-                                      raisingStatement(keys),
                                       {},
-                                      {}});
+                                      {},
+                                      0});
 }
 
 Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t timeout,
                       const StatementListener& listener) {
     Space& space = spaceOf(keys);
+    sqlite3* on = inTransaction ? main_ : own(timeout);
+    Statement& statement = inTransaction ? space.looking : space.raising;
+    if (statement == nullptr) statement = prepared(on, inTransaction ? lookingStatement(keys) : raisingStatement(keys));
     const std::int64_t last = lastNumbers().last(space.identity);
     if (listener) {
         const Parameter shown[] = {
-            keys.table, keys.code, last, TextView(space.lowest), TextView(space.highest), std::int64_t{keys.length}};
-        listener(withValues(space.raising + (inTransaction ? "" : returning), shown));
-        const Parameter read[] = {keys.table, keys.code};
-        if (inTransaction) listener(withValues(readingStatement, read));
+            last, TextView(space.lowest), TextView(space.highest), std::int64_t{space.length}, keys.table, keys.code};
+        listener(withValues(sqlite3_sql(statement.get()), shown));
     }
 
-    sqlite3* on = database(inTransaction, timeout);
-    Statement& raising = inTransaction ? space.ofMain : space.ofOwn;
-    if (raising == nullptr) raising = prepared(on, inTransaction ? space.raising : space.raising + returning);
-    bindText(raising.get(), 1, space.table);
-    bindText(raising.get(), 2, space.code);
-    sqlite3_bind_int64(raising.get(), 3, last);
-    bindText(raising.get(), 4, space.lowest);
-    bindText(raising.get(), 5, space.highest);
-    sqlite3_bind_int64(raising.get(), 6, space.length);
+    sqlite3_bind_int64(statement.get(), 1, last);
+    bindText(statement.get(), 2, space.lowest);
+    bindText(statement.get(), 3, space.highest);
+    sqlite3_bind_int64(statement.get(), 4, space.length);
+    bindText(statement.get(), 5, space.table);
+    bindText(statement.get(), 6, space.code);
     std::int64_t number = 0;
     try {
-        number = run(on, raising.get());
+        number = run(on, statement.get());
     } catch (const Error&) {
         if (!inTransaction) closeOwn();
         throw;
     }
-    if (inTransaction) {
-        sqlite3_stmt* reading = statement(inTransaction, on, readingStatement);
-        bindText(reading, 1, space.table);
-        bindText(reading, 2, space.code);
-        number = run(on, reading);
-    }
     const std::size_t digits = space.lowest.size() - space.code.size();
     if (number > highestNumber(digits)) {
-        raise(errors::overflow, "all keys that begin with \"" + Text(keys.code) + "\" are taken", source);
+        raise(errors::overflow, "all keys that begin with \"" + space.code + "\" are taken", source);
     }
     lastNumbers().remember(space.identity, number);
-    if (inTransaction) noteGiven(keys, number);
+    if (inTransaction) space.given = number;
     return space.code + padded(number, digits);
 }
 
-void KeyCounter::noteGiven(const KeySpace& keys, std::int64_t number) {
-    const auto known = std::ranges::find_if(
-        given_, [&](const Given& given) { return given.table == keys.table && given.code == keys.code; });
-    if (known != given_.end()) {
-        known->number = number;
-    } else {
-        given_.push_back({Text(keys.table), Text(keys.code), number});
+void KeyCounter::keep(sqlite3* on, Statement& keeping) {
+    for (const auto& space : spaces_) {
+        if (space.given == 0) continue;
+        if (keeping == nullptr) keeping = prepared(on, keepingStatement);
+        bindText(keeping.get(), 1, space.table);
+        bindText(keeping.get(), 2, space.code);
+        sqlite3_bind_int64(keeping.get(), 3, space.given);
+        run(on, keeping.get());
     }
 }
 
-void KeyCounter::raiseCounter(const Given& given, bool inTransaction, std::int32_t timeout) {
-    sqlite3* on = database(inTransaction, timeout);
-    sqlite3_stmt* restoring = statement(inTransaction, on, restoringStatement);
-    bindText(restoring, 1, given.table);
-    bindText(restoring, 2, given.code);
-    sqlite3_bind_int64(restoring, 3, given.number);
-    const int code = sqlite3_step(restoring);
-    const Text why = code == SQLITE_DONE ? Text() : wordsWithFile(on, code);
-    sqlite3_reset(restoring);
-    if (!why.empty()) throw Error(errors::engine, source, why);
+void KeyCounter::committing() {
+    keep(main_, keepingOnMain_);
 }
 
-Text KeyCounter::rolledBack(bool inTransaction, std::int32_t timeout) {
+Text KeyCounter::rolledBack(std::int32_t timeout) {
     Text why;
+    const bool isAnyGiven = std::ranges::any_of(spaces_, [](const Space& space) { return space.given != 0; });
     try {
-        for (const auto& given : given_)
-            raiseCounter(given, inTransaction, timeout);
+        if (isAnyGiven) keep(own(timeout), keepingOnOwn_);
     } catch (const std::exception& error) {
         // The rollback itself is done, and this process does not give the same keys again whatever the counter says.
         why = error.what();
         closeOwn();
     }
-    if (!inTransaction) given_.clear();
+    ended();
     return why;
+}
+
+void KeyCounter::ended() noexcept {
+    for (auto& space : spaces_)
+        space.given = 0;
 }
 
 } // namespace corveth::data::sqlite

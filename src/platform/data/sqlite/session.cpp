@@ -229,7 +229,15 @@ void SqliteSession::begin(int level) {
 
 void SqliteSession::commit(int level) {
     requireTransaction();
-    if (level == 1) file_.requireForWriting();
+    if (level == 1) {
+        file_.requireForWriting();
+        try {
+            keys_.committing();
+        } catch (const Error& error) {
+            noteEnd(error.description);
+            throw;
+        }
+    }
     run(level == 1 ? "Commit" : "Release level" + std::to_string(level));
     if (level == 1) {
         inTransaction_ = false;
@@ -256,16 +264,16 @@ void SqliteSession::rollback(int level) {
         run("Rollback To " + name);
         run("Release " + name);
     }
-    if (level > 1 && ended) return;
+    if (level > 1) return;
     try {
         // The counters of another file that has taken the name are not these.
-        if (!inTransaction_) file_.requireForWriting();
+        file_.requireForWriting();
     } catch (const Error& error) {
         keys_.ended();
         reportFailure("keeping the key counters through a rollback", error.description);
         return;
     }
-    if (const Text why = keys_.rolledBack(inTransaction_, timeout_); !why.empty()) {
+    if (const Text why = keys_.rolledBack(timeout_); !why.empty()) {
         reportFailure("keeping the key counters through a rollback", why);
     }
 }
@@ -277,9 +285,10 @@ void SqliteSession::setTimeout(std::int32_t seconds) {
 
 Text SqliteSession::nextId(const KeySpace& keys, const StatementListener& listener) {
     static_cast<void>(usable(true));
+    // Nor through the counter's own connection.
+    if (isReadOnly_) failed(SQLITE_READONLY);
     try {
-        // What reads only must not write through the counter's own connection either.
-        return keys_.next(keys, inTransaction_ || isReadOnly_, timeout_, listener);
+        return keys_.next(keys, inTransaction_, timeout_, listener);
     } catch (const Error& error) {
         noteEnd(error.description);
         throw;

@@ -19,7 +19,8 @@ CORVETH_API void createDatabase(TextView connectionString);
 /// being opened is thrown unchanged.
 CORVETH_API std::int32_t databaseVersion(TextView connectionString);
 
-/// Throws with a sentence unless the database has the tables of this build: 3709 when it has none, older or newer ones.
+/// Throws the application's number with a sentence when the database has none of the tables of this build, older or
+/// newer ones. What keeps it from being opened is thrown unchanged.
 CORVETH_API void checkDatabase(TextView connectionString);
 
 /// The same for a database that is open; `connectionString` says what the message calls it.

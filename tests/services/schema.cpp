@@ -99,18 +99,20 @@ TEST_F(SchemaTest, checkTellsWhatKeepsADatabaseFromBeingUsed) {
     const struct {
         const char* name;
         std::function<void()> given;
+        std::int32_t number;
         const char* expected;
     } cases[] = {
-        {"no file", [] {}, "x.db"},
-        {"no database", [&] { std::ofstream(file()) << "Dear diary, this is not a database at all."; }, "x.db"},
-        {"no tables", [&] { createDatabase(database()), execute("drop table SchemaVersion"); },
+        {"no file", [] {}, errors::engine, "x.db"},
+        {"no database", [&] { std::ofstream(file()) << "Dear diary, this is not a database at all."; }, errors::engine,
+         "x.db"},
+        {"no tables", [&] { createDatabase(database()), execute("drop table SchemaVersion"); }, errors::application,
          "x.db has none of the tables"},
-        {"no version", [&] { createDatabase(database()), execute("Delete From SchemaVersion"); },
+        {"no version", [&] { createDatabase(database()), execute("Delete From SchemaVersion"); }, errors::application,
          "has none of the tables"},
         {"older", [&] { createDatabase(database()), execute("Update SchemaVersion Set Version = -1"); },
-         "of version -1, older than"},
+         errors::application, "of version -1, older than"},
         {"newer", [&] { createDatabase(database()), execute("Update SchemaVersion Set Version = 2"); },
-         "of version 2, newer than"},
+         errors::application, "of version 2, newer than"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
@@ -121,6 +123,7 @@ TEST_F(SchemaTest, checkTellsWhatKeepsADatabaseFromBeingUsed) {
             checkDatabase(database());
             ADD_FAILURE() << "was accepted";
         } catch (const Error& error) {
+            EXPECT_EQ(error.number, row.number);
             EXPECT_THAT(error.description, testing::HasSubstr(row.expected));
         }
         EXPECT_EQ(fs::exists(file()), existed);

@@ -9,7 +9,7 @@ class DbService(corveth.Object):
     def OpenRecordset(
         self,
         SQL: str,
-        Connection: corveth.ADODB.Connection | corveth.ByRef,
+        Connection: corveth.ADODB.Connection | None | corveth.ByRef,
         CursorType: int | corveth.ByRef,
         LockType: int | corveth.ByRef,
     ) -> corveth.ADODB.Recordset:
@@ -20,7 +20,7 @@ class DbService(corveth.Object):
         Length: int,
         KeyColumn: str,
         TableName: str,
-        Connection: corveth.ADODB.Connection | corveth.ByRef,
+        Connection: corveth.ADODB.Connection | None | corveth.ByRef,
     ) -> str:
         """A new key: `TypeCode` and digits, `Length` characters in all; never given twice. 3709 without a
         connection."""
@@ -35,14 +35,15 @@ class DbService(corveth.Object):
         """The ID that was last made on this thread, by whichever object of this class; empty before the first."""
 
 class Schema(corveth.Object):
-    """Makes databases, and tells whether one suits this build."""
+    """Makes databases, and tells whether one suits this build and what is wrong in it."""
     def Create(self, ConnectionString: str | corveth.ByRef) -> None:
         """Makes the database with all tables, in one transaction; when that fails, nothing is left of it. 58 when there
         is a database already."""
     def Version(self, ConnectionString: str | corveth.ByRef) -> int:
         """The version that the database's tables were made with; 0 when it has none of them."""
     def Check(self, ConnectionString: str | corveth.ByRef) -> None:
-        """Fails with 3709 unless the database has the tables of this build."""
+        """Fails with 0x80040001 and a sentence when the database has none of the tables of this build, older or newer
+        ones; with the engine's words when it cannot be opened."""
     def CheckRows(self, ConnectionString: str | corveth.ByRef) -> str:
         """Rows that do not fit together, and what the engine finds wrong, as a list in JSON: `[{"check": "link",
         "table": "Notes", "key": "NT00000001", "finding": "...", "problem": true}]`. Reads only. A problem is one unless

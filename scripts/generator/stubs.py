@@ -181,7 +181,7 @@ class _Writer:
         return self._referred(type_) + " | None" * (type_ in _MAY_BE_NOTHING)
 
     def _given(self, type_: str) -> str:
-        return _GIVEN.get(type_) or self._referred(type_)
+        return _GIVEN.get(type_) or self._read(type_)
 
     def _referred(self, type_: str) -> str:
         """Always with its module: a class may have a member that is named like another class."""

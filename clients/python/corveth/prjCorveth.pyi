@@ -99,7 +99,7 @@ class CRM(corveth.Object):
     @property
     def Contacts(self) -> corveth.prjCorveth.Contacts:
         """The same collection on every read."""
-    def UseConnection(self, newConnection: corveth.ADODB.Connection | corveth.ByRef) -> None:
+    def UseConnection(self, newConnection: corveth.ADODB.Connection | None | corveth.ByRef) -> None:
         """Makes `newConnection` (Nothing included) the thread's shared connection; the earlier one stays open."""
     @property
     def Attachments(self) -> corveth.Object:

@@ -33,6 +33,7 @@ PART = Class(
             "Picture",
             Parameter("Due", "Date", False, False),
             Parameter("Cost", "Currency", True, True),
+            Parameter("Over", "Picture", False, True),
             Parameter("Line", "Record:tpLine", False, True),
         ),
     ),
@@ -94,6 +95,7 @@ class StubTest(unittest.TestCase):
             ("a text that ends in a quote", part, '    """A "shade" """\n'),
             ("parameters", part, "        Due: datetime.date,\n        Cost: decimal.Decimal | float | corveth.ByRef = ...,\n"),
             ("nothing", part, "        Line: corveth.prjCorveth.tpLine = ...,\n    ) -> corveth.Corveth.Picture | None: ...\n"),
+            ("nothing given", part, "        Over: corveth.Corveth.Picture | None = ...,\n"),
             ("by Count and Item", part, "    def __iter__(self) -> Iterator[corveth.prjCorveth.Part]: ...\n"),
             ("hidden enumerator", each, '    """Another one."""\n    def __iter__(self) -> Iterator[Any]: ...\n'),
             ("records", module, '    @overload\n    def __new__(cls, name: Literal["tpDay"], /, *, Day: datetime.date = ...)'),
@@ -121,7 +123,7 @@ class ReferenceTest(unittest.TestCase):
             (page, "## prjCorveth.Part\n\nOne part. Or | more.\n\nHanded out by other objects"),
             (page, "| 0, 1 | `Price` | get, let | Currency | In the home currency. |\n"),
             (page, "| 0 | `Frames` | get | Frames (not in this build) | |\n"),
-            (page, "| 0 | `Paint(Due: Date, [ByRef Cost: Currency], [Line: tpLine])` | method | "
+            (page, "| 0 | `Paint(Due: Date, [ByRef Cost: Currency], [Over: Picture], [Line: tpLine])` | method | "
                    "[Picture](parts.md#corvethpicture) | |\n"),
             (page, "| 0 | `Item(ByRef Key: Variant)` | get, default | [Part](parts.md#prjcorvethpart) |\n"),
             (page, "| 0 | `None` |\n| 1 | `shDark` |\n"),

@@ -14,6 +14,7 @@ def open_database(connection_string: str) -> tuple[ADODB.Connection, prjCorveth.
     conn = corveth.Dispatch("ADODB.Connection")
     conn.Open(connection_string)
     crm = corveth.Dispatch("prjCorveth.CRM")
+    crm.UseConnection(None)
     crm.UseConnection(conn)
     return conn, crm
 

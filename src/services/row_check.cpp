@@ -94,7 +94,7 @@ private:
                                            rule.key, rule.table, rule.columns));
         for (; !rows->get_EOF(); rows->MoveNext()) {
             add({"duplicate", rule.table, text(*rows, 0),
-                 fmt::format("is there {} times by {}", text(*rows, 1), rule.columns)});
+                 fmt::format("{} rows have the same {}", text(*rows, 1), rule.columns)});
         }
     }
 
@@ -136,6 +136,7 @@ private:
 
     static Text text(const Recordset& rows, std::size_t column) {
         const Value& value = rows.value(column);
+        if (const auto* bytes = value.getIf<Bytes>()) return fmt::format("({} bytes)", bytes->size());
         return value.isNull() ? Text() : toText(value);
     }
 

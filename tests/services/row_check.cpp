@@ -88,6 +88,10 @@ TEST_F(RowCheckTest, FindsWhatDoesNotFitTogether) {
          {"Insert Into Notes (NoteId, LinkId) Values ('NT00000001', 'BG00000001'), ('NT00000002', 'it''s'), "
           "('NT00000003', Null)"},
          {}},
+        {"a key that is no text",
+         {"Insert Into Notes (NoteId, LinkId) Values (zeroblob(3), 'CN00000001'), ('NT00000001', 'CN00000002')"},
+         {"link Notes NT00000001: LinkId \"CN00000002\" names no item",
+          "link Notes (3 bytes): LinkId \"CN00000001\" names no item"}},
         {"a company that is gone",
          {"Insert Into ContactMaster (ContactId, CompanyId) Values ('CN00000001', 'CM00000001')"},
          {"link ContactMaster CN00000001: CompanyId \"CM00000001\" names no row of ContactMaster"}},
@@ -100,7 +104,7 @@ TEST_F(RowCheckTest, FindsWhatDoesNotFitTogether) {
         {"pairs that are there twice",
          {"Insert Into ItemMap Values ('RQ00000001', 'CR00000001', 68, ''), ('RQ00000001', 'cr00000001', 68, ''), "
           "('RQ00000001', 'CR00000002', 68, ''), ('RQ00000002', 'CR00000001', 68, '')"},
-         {"duplicate ItemMap RQ00000001 CR00000001: is there 2 times by LinkId, ItemId"}},
+         {"duplicate ItemMap RQ00000001 CR00000001: 2 rows have the same LinkId, ItemId"}},
         {"counters",
          {"Insert Into IdCounters Values ('Notes', 'NT', 9), ('Contacts', 'CN', 3), ('Contacts', 'CM', 0), "
           "('Elsewhere', 'XX', 1), ('Notes', '''', 1)",

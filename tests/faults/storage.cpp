@@ -250,7 +250,8 @@ TEST_F(ReadOnly, FoldersAreNamed) {
         };
         allow(folder, false);
         attempt("The database \"" + place.file +
-                "\" cannot be opened: attempt to write a readonly database (SQLite 1544");
+                "\" cannot be opened: attempt to write a readonly database (SQLite 1544): files beside it are needed "
+                "for reading too");
         fs::permissions(folder, fs::perms::none);
         attempt("The database \"" + place.file + "\" cannot be opened: Permission denied");
         fs::permissions(folder, fs::perms::owner_all);

@@ -34,7 +34,11 @@ bool isAboutTheFile(int code) noexcept {
 Text words(sqlite3* database, int code) {
     // The message of the connection may be about another call than the code.
     const bool isCurrent = database != nullptr && primary(sqlite3_extended_errcode(database)) == primary(code);
-    return Text(isCurrent ? sqlite3_errmsg(database) : sqlite3_errstr(code)) + " (SQLite " + std::to_string(code) + ")";
+    Text text = isCurrent ? sqlite3_errmsg(database) : sqlite3_errstr(code);
+    text += " (SQLite " + std::to_string(code) + ")";
+    // Puzzling for who only wants to read.
+    if (code == SQLITE_READONLY_DIRECTORY) text += ": files beside it are needed for reading too";
+    return text;
 }
 
 Text wordsWithFile(sqlite3* database, int code) {

@@ -19,8 +19,10 @@ set(platform_headers
     platform/desktop/program_folder.h)
 # What the classes themselves are written with.
 set(internal_headers
+    contacts/contact_columns.h
     services/check_rules.h
     services/schema_text.h
+    session/columns.h
     session/failure.h
     session/linked_items.h
     session/statements.h)

@@ -1,5 +1,6 @@
 #include "contacts/company.h"
 
+#include "contacts/contact_columns.h"
 #include "session/notes.h"
 #include "session/statements.h"
 

@@ -1,5 +1,6 @@
 #include "contacts/contact.h"
 
+#include "contacts/contact_columns.h"
 #include "contacts/contacts.h"
 #include "platform/data/field.h"
 #include "platform/data/stream.h"

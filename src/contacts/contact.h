@@ -5,6 +5,8 @@
 
 namespace corveth {
 
+class Recordset;
+
 /// A company or a person. Setting `ID` loads it at once.
 class CORVETH_API Contact final : public Described<Contact>, public ContactBase {
 public:

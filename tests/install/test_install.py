@@ -69,7 +69,7 @@ class InstalledTree(unittest.TestCase):
         include = self.tree / "include"
         headers = sorted(str(path.relative_to(include)) for path in include.rglob("*.h"))
         for present, name in [(True, "corveth/session/note.h"), (False, "corveth/platform/data/sqlite/session.h"),
-                              (False, "corveth/server/module.h")]:
+                              (False, "corveth/session/failure.h"), (False, "corveth/server/module.h")]:
             self.assertEqual(name in headers, present, name)
         for header in headers:  # a header of another product that has the name of one of ours must not come between
             for name in re.findall(r'^#include "(.*)"', (include / header).read_text(encoding="utf-8"), re.MULTILINE):
@@ -110,6 +110,24 @@ class InstalledTree(unittest.TestCase):
         printed = self.run_tool(sys.executable, "-c", code, self.path("one"), PYTHONPATH=module)
         self.assertEqual(printed.splitlines(), [
             str(module / "corveth" / "__init__.py"), str(self.library / "prjCorveth.so"), "['Astrid']"])
+
+    def test_what_is_only_read_is_where_others_look_for_it(self):
+        module = next(self.tree.rglob("corveth/__init__.py")).parent.relative_to(self.tree)
+        sources = {
+            "share/man/man1/corveth.1": SOURCE / "clients/cli/corveth.1",
+            "share/bash-completion/completions/corveth": SOURCE / "clients/cli/completion/corveth.bash",
+            "share/zsh/site-functions/_corveth": SOURCE / "clients/cli/completion/_corveth",
+            "share/doc/corveth/docs/reference.md": SOURCE / "docs/reference.md",
+            module / "py.typed": SOURCE / "clients/python/corveth/py.typed",
+        }
+        sources |= {f"share/corveth/schema/{path.name}": path for path in SOURCE.glob("schema/*.sql")}
+        sources |= {module / path.name: path for path in SOURCE.glob("clients/python/corveth/*.pyi")}
+        for name, source in sources.items():
+            with self.subTest(str(name)):
+                self.assertEqual((self.tree / name).read_bytes(), source.read_bytes())
+        self.assertIn("check", self.run_tool(
+            "bash", "-c", 'source "$0"; COMP_WORDS=(corveth che) COMP_CWORD=1; _corveth corveth che; echo "${COMPREPLY[@]}"',
+            self.tree / "share/bash-completion/completions/corveth", PATH=f"{self.program.parent}:{os.environ['PATH']}"))
 
     def test_nothing_names_where_it_came_from(self):
         for path in self.tree.rglob("*"):

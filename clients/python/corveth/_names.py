@@ -1,7 +1,7 @@
 """The modules prjCorveth, ADODB and Corveth: the names of the server's libraries, found when they are used.
 
-They have no files, because the server itself may stand here as prjCorveth.so. A class stands for all objects of its name (``isinstance``, annotations), an enumeration is an ``IntEnum``, and a record
-type is ``Record``.
+They have no files, because the server itself may stand here as prjCorveth.so. A class stands for all objects of its
+name (``isinstance``, annotations), an enumeration is an ``IntEnum``, and a record type is ``Record``.
 """
 
 from __future__ import annotations

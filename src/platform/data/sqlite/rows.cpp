@@ -193,22 +193,25 @@ void Rows::readRow(std::vector<Value>& cells) {
 }
 
 void Rows::readCell(std::vector<Value>& cells, int column, ColumnKind kind) const {
-    switch (sqlite3_column_type(statement_, column)) {
+    // Asked for once: each call with the column's number would look it up again. It is not protected from other threads,
+    // which a connection without a mutex is not either.
+    sqlite3_value* const value = sqlite3_column_value(statement_, column);
+    switch (sqlite3_value_type(value)) {
     case SQLITE_INTEGER:
-        cells.push_back(ofInteger(sqlite3_column_int64(statement_, column), kind));
+        cells.push_back(ofInteger(sqlite3_value_int64(value), kind));
         break;
     case SQLITE_FLOAT:
-        cells.push_back(ofReal(sqlite3_column_double(statement_, column), kind));
+        cells.push_back(ofReal(sqlite3_value_double(value), kind));
         break;
     case SQLITE_TEXT: {
-        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+        const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
         if (text == nullptr) fail(database_, SQLITE_NOMEM);
-        cells.emplace_back(TextView(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))));
+        cells.emplace_back(TextView(text, static_cast<std::size_t>(sqlite3_value_bytes(value))));
         break;
     }
     case SQLITE_BLOB: {
-        const auto* bytes = static_cast<const std::byte*>(sqlite3_column_blob(statement_, column));
-        cells.emplace_back(Bytes(bytes, bytes + sqlite3_column_bytes(statement_, column)));
+        const auto* bytes = static_cast<const std::byte*>(sqlite3_value_blob(value));
+        cells.emplace_back(Bytes(bytes, bytes + sqlite3_value_bytes(value)));
         break;
     }
     default:

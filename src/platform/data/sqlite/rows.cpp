@@ -193,8 +193,8 @@ void Rows::readRow(std::vector<Value>& cells) {
 }
 
 void Rows::readCell(std::vector<Value>& cells, int column, ColumnKind kind) const {
-    // Asked for once: each call with the column's number would look it up again. It is not protected from other threads,
-    // which a connection without a mutex is not either.
+    // Asked for once: each call with the column's number would look it up again. It is not protected from other
+    // threads, which a connection without a mutex is not either.
     sqlite3_value* const value = sqlite3_column_value(statement_, column);
     switch (sqlite3_value_type(value)) {
     case SQLITE_INTEGER:

@@ -61,7 +61,7 @@ LateObject Server::create(std::string_view progId) const {
                        "creating \"" + std::string(progId) + "\"");
         return LateObject(static_cast<binary::IDispatch*>(object));
     }
-    throw Failure(cannotCreate, "prjCorveth", "ActiveX component can't create object: \"" + std::string(progId) + "\"");
+    throw Failure(cannotCreate, "prjCorveth", "Object cannot be created: \"" + std::string(progId) + "\"");
 }
 
 void Server::registerServer() const {

@@ -20,7 +20,7 @@ VARIABLE = "CORVETH_SERVER"
 
 
 def cannot_create(what: str) -> Error:
-    return Error(CANNOT_CREATE, SOURCE, f"ActiveX component can't create object: {what}")
+    return Error(CANNOT_CREATE, SOURCE, f"Object cannot be created: {what}")
 
 
 def _build_folder(start: Path) -> list[Path]:

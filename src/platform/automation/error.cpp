@@ -26,7 +26,7 @@ constexpr std::array texts = std::to_array<NumberAndText>({
     {75, "Path/File access error"},
     {errors::objectNotSet, "Object variable or With block variable not set"},
     {errors::invalidNull, "Invalid use of Null"},
-    {errors::cannotCreate, "ActiveX component can't create object"},
+    {errors::cannotCreate, "Object cannot be created"},
     {errors::noSuchMember, "Object doesn't support this property or method"},
     {errors::notAvailable, "Object doesn't support this action: it is not available in this build"},
     {errors::namedArgument, "Named argument not found"},

@@ -166,6 +166,35 @@ TEST_P(StorageFault, FailsClearlyAndPassesWithoutATrace) {
 INSTANTIATE_TEST_SUITE_P(Faults, StorageFault, testing::ValuesIn(faults),
                          [](const auto& test) { return std::string(test.param.name); });
 
+/// The engine keeps its log beside the file that a link leads to.
+TEST(Opening, ThroughALinkKeepsAnEyeOnTheLog) {
+    const Place place;
+    const Text link = place.folder.file("link.db"), log = place.file + "-wal", away = place.folder.file("away");
+    fs::create_symlink(place.file, link);
+    share("Provider=SQLite;Data Source=" + link);
+    saveNote("newnote", "a");
+    fs::rename(log, away);
+    EXPECT_THAT(raised([] { saveNote("lostnote", "a"); }), HasSubstr(log + "\" has been moved, replaced or deleted"));
+    fs::rename(away, log);
+    EXPECT_EQ(listOf(storedVersions(moduleState().SharedConnection)), "newnote=a oldcontact=a oldnote=a ");
+    closeShared();
+}
+
+/// What was read of a damaged file is given up for its repair, also when another failure came after it.
+TEST(Damage, PassesWithItsRepair) {
+    const Place place;
+    const auto connection = share(place.database);
+    connection->BeginTrans();
+    fs::resize_file(place.file, 4096);
+    static_cast<void>(raised([&] { connection->execute("pragma shrink_memory"); }));
+    EXPECT_THAT(raised([&] { storedVersions(connection); }), HasSubstr("malformed"));
+    EXPECT_THAT(raised([&] { connection->execute("Select Nope From Nowhere"); }), HasSubstr("Nowhere"));
+    place.restore();
+    connection->RollbackTrans();
+    EXPECT_EQ(listOf(storedVersions(connection)), "oldcontact=a oldnote=a ");
+    closeShared();
+}
+
 /// The file goes while a transaction is open: it is not committed into nowhere.
 TEST(Transactions, AreNotCommittedIntoAFileThatIsGone) {
     const Text told = inChild([](const Child::Report& report) {
@@ -356,6 +385,17 @@ TEST(Opening, MakesANewDatabaseBesideTheLogOfAnother) {
     share(place.database);
     EXPECT_EQ(listOf(storedVersions(moduleState().SharedConnection)), "");
     EXPECT_EQ(soundness(moduleState().SharedConnection), "ok");
+    closeShared();
+}
+
+/// What a row was refused for is said, though the look for another key fails too.
+TEST(Keys, AreNoReasonToHideWhyARowWasRefused) {
+    const Place place;
+    const auto connection = share(place.database);
+    connection->execute("create trigger Ending before insert on Notes begin select raise(rollback, 'ended'); end");
+    const Text failure = raised([] { inTransaction(true, [] { saveNote("lostnote", "a"); }); });
+    EXPECT_THAT(failure, HasSubstr("ended (SQLite 1811)"));
+    EXPECT_THAT(failure, Not(HasSubstr("has ended the transaction")));
     closeShared();
 }
 

@@ -155,8 +155,12 @@ TEST_F(RowCheckTest, ChangesNoByte) {
         std::filesystem::copy_file(file + suffix, left + suffix);
     const Text before = bytesOf(left), changes = bytesOf(left + "-wal");
     ASSERT_NE(changes, "");
-    EXPECT_EQ(findings(left).size(), 1U) << "what only the log of changes has is seen";
-    EXPECT_TRUE(bytesOf(left) == before && bytesOf(left + "-wal") == changes);
+    const Text link = folder.file("link.db");
+    std::filesystem::create_symlink(left, link);
+    for (const auto& path : {left, link}) {
+        EXPECT_EQ(findings(path).size(), 1U) << "what only the log of changes has is seen by " << path;
+        EXPECT_TRUE(bytesOf(left) == before && bytesOf(left + "-wal") == changes) << path;
+    }
 
     writer->Close();
     const Text closed = bytesOf(file);

@@ -3,6 +3,7 @@
 #include "platform/data/sqlite/error.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -19,6 +20,13 @@ constexpr auto readingInterval = std::chrono::milliseconds(100);
     throw Error(errors::engine, source,
                 "The database cannot be used: its file \"" + path + "\" " + what +
                     " since it was opened. Put it back, or close the connection and open it again.");
+}
+
+/// The engine keeps its files beside the database itself, not beside a link to it.
+Text beside(const Text& path, const char* suffix) {
+    std::error_code notThere;
+    const auto database = std::filesystem::canonical(path, notThere);
+    return (notThere ? path : database.string()) + suffix;
 }
 
 } // namespace
@@ -40,14 +48,14 @@ void shareRights(const Text& path) noexcept {
     struct stat info {};
     if (::access(path.c_str(), W_OK) != 0 || ::stat(path.c_str(), &info) != 0) return;
     for (const char* suffix : {"-wal", "-shm"}) {
-        const Text beside = path + suffix;
-        const bool isRefused = ::access(beside.c_str(), W_OK) != 0 && errno == EACCES;
+        const Text file = beside(path, suffix);
+        const bool isRefused = ::access(file.c_str(), W_OK) != 0 && errno == EACCES;
         // Where that is not allowed either, the engine says so when it comes to write.
-        if (isRefused) static_cast<void>(::chmod(beside.c_str(), info.st_mode & 0777U));
+        if (isRefused) static_cast<void>(::chmod(file.c_str(), info.st_mode & 0777U));
     }
 }
 
-DatabaseFile::DatabaseFile(Text path) : path_(std::move(path)), logPath_(path_ + "-wal"), looked_(Clock::now()) {
+DatabaseFile::DatabaseFile(Text path) : path_(std::move(path)), logPath_(beside(path_, "-wal")), looked_(Clock::now()) {
     struct stat info {};
     if (::stat(path_.c_str(), &info) == 0) file_ = {info.st_dev, info.st_ino};
     // A database that is not in the log's mode has none.
@@ -61,6 +69,11 @@ void DatabaseFile::requireForWriting() {
 
 void DatabaseFile::requireForReading() {
     if (Clock::now() - looked_ >= readingInterval) requireDatabase();
+}
+
+bool DatabaseFile::hasLoggedChanges() const noexcept {
+    struct stat info {};
+    return ::stat(logPath_.c_str(), &info) == 0 && info.st_size > 0;
 }
 
 void DatabaseFile::requireDatabase() {

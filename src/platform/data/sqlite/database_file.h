@@ -24,6 +24,8 @@ public:
     void requireForWriting();
     /// The same, but looks at most ten times a second: reading must not wait for the file system each time.
     void requireForReading();
+    /// The log of changes may hold some that the file does not have yet.
+    [[nodiscard]] bool hasLoggedChanges() const noexcept;
 
 private:
     struct Identity {

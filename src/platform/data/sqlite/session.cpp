@@ -138,9 +138,7 @@ void SqliteSession::allowNoWriting() {
 /// The last connection to be closed would carry what the last writer left in the log of changes over into the database
 /// file. An empty log can go.
 void SqliteSession::keepLogOfChanges() noexcept {
-    std::error_code none;
-    const auto size = std::filesystem::file_size(path_ + "-wal", none);
-    if (!none && size > 0) sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    if (file_.hasLoggedChanges()) sqlite3_db_config(database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
 }
 
 const Dialect& SqliteSession::dialect() const noexcept {
@@ -339,9 +337,10 @@ void SqliteSession::failed(int code) {
     const Text why = wordsWithFile(database_.get(), code);
     noteEnd(why);
     // The pages that were read of a damaged file must not outlive its repair.
-    isDamaged_ = (code & 0xff) == SQLITE_CORRUPT || (code & 0xff) == SQLITE_NOTADB;
+    const bool isDamage = (code & 0xff) == SQLITE_CORRUPT || (code & 0xff) == SQLITE_NOTADB;
+    isDamaged_ = isDamaged_ || isDamage;
     // Which may be because it is another file by now, and that is the better word.
-    if (isDamaged_ && !inTransaction_) file_.requireForWriting();
+    if (isDamage && !inTransaction_) file_.requireForWriting();
     throw Error(errors::engine, source, why);
 }
 

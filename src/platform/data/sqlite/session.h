@@ -52,7 +52,7 @@ private:
     std::unordered_map<Text, Statement> control_;                       ///< Begin, Commit, Rollback and the like
     bool inTransaction_ = false;
     bool canWrite_;
-    bool isDamaged_ = false; ///< as the last statement found it
+    bool isDamaged_ = false; ///< as a statement found it since pages were given up last
     Text endedBecause_;      ///< the words with which the engine ended the transaction
 };
 

@@ -406,6 +406,33 @@ TEST_P(DataRecordset, TellsClosedFromOpen) {
     EXPECT_FALSE(recordset->isOpen()) << "a statement without rows leaves it closed";
 }
 
+TEST_P(DataRecordset, ReadsANewRowAgainOnceThatIsPossible) {
+    const auto items = open("Select * From Items");
+    items->AddNew();
+    items->set("Id", "B1");
+    items->Update();
+    connection->execute("Alter Table Items Rename To Away");
+    EXPECT_THAT(raised([&] { static_cast<void>(items->value("Name")); }), testing::HasSubstr("Items"));
+    connection->execute("Alter Table Away Rename To Items");
+    EXPECT_EQ(toText(items->value("Name")), "unnamed");
+}
+
+TEST_P(DataRecordset, RenewsOnlyTheKeyThatItMade) {
+    const auto items = open("Select * From Items");
+    const auto insert = [&](const char* assigned) {
+        items->AddNew();
+        int made = 0;
+        items->setNewKey("Id", [&made] { return "A" + std::to_string(++made); });
+        if (assigned != nullptr) items->set("Id", assigned);
+        items->Update();
+    };
+    insert(nullptr);
+    EXPECT_EQ(toText(items->value("Id")), "A4");
+    EXPECT_THAT(raised([&] { insert("A1"); }), StartsWith("-2147467259 ADODB.Recordset: UNIQUE constraint failed"));
+    items->CancelUpdate();
+    EXPECT_EQ(rows("Select Id From Items Order By Id"), "A1;A2;A3;A4");
+}
+
 TEST_P(DataRecordset, KeepsItsRowsWhenTheyCannotBeReadAgain) {
     const Text longer = "what takes memory of its own, and is gone with it";
     connection->execute("Create Table Passing (Name text)");

@@ -98,7 +98,7 @@ public:
     void set(std::size_t column, Value value);
     void set(TextView column, Value value);
     /// The key of a new row, from `maker`; when somebody else has put in a row of that key before this one is saved,
-    /// the maker is asked for another.
+    /// the maker is asked for another. A key that is then assigned by `set` stays as it is.
     void setNewKey(TextView column, std::function<Text()> maker);
 
 private:
@@ -135,8 +135,8 @@ private:
     [[nodiscard]] Text insertStatement() const;
     [[nodiscard]] const Text& updateStatement(const std::vector<bool>& changed) const;
     void insertRow();
-    /// A new key where the one assigned is another row's by now; false when that is not so.
-    bool renewKey();
+    /// The key that was made for this row is another row's by now.
+    [[nodiscard]] bool isNewKeyTaken() const;
     void updateRow();
     void appendKeyCondition(Text& statement, std::vector<data::Parameter>& parameters) const;
     [[noreturn]] void failRowGone(const char* doing) const;

@@ -89,6 +89,7 @@ void Recordset::set(std::size_t column, Value value) {
     }
     pending_[column] = std::move(value);
     assigned_[column] = true;
+    if (column == newKey_) keyMaker_ = nullptr;
 }
 
 void Recordset::set(TextView column, Value value) {
@@ -170,8 +171,9 @@ void Recordset::insertRow() {
             connection_->channel().write(plan.inserted.statement, parameters, &returned);
             break;
         } catch (const Error&) {
-            if (attempt == mostKeys || !renewKey()) throw;
+            if (attempt == mostKeys || !isNewKeyTaken()) throw;
         }
+        pending_[newKey_] = keyMaker_();
     }
 
     const auto key = keyToAskFor();
@@ -185,7 +187,7 @@ void Recordset::insertRow() {
     dropEdit();
 }
 
-bool Recordset::renewKey() {
+bool Recordset::isNewKeyTaken() const {
     if (!keyMaker_) return false;
     Text statement = "Select 1 From ";
     appendName(statement, shape_->target());
@@ -194,10 +196,12 @@ bool Recordset::renewKey() {
     statement += " = ?";
     const data::Parameter key = data::toParameter(pending_[newKey_]);
     std::vector<Value> taken;
-    connection_->channel().read(statement, {&key, 1}, taken);
-    if (taken.empty()) return false;
-    pending_[newKey_] = keyMaker_();
-    return true;
+    try {
+        connection_->channel().read(statement, {&key, 1}, taken);
+    } catch (const Error&) {
+        return false; // what kept the row from being saved says more
+    }
+    return !taken.empty();
 }
 
 void Recordset::updateRow() {
@@ -285,9 +289,11 @@ void Recordset::Delete() {
 /// Reads the row that was written last again, with what the table's defaults and triggers made of it. A row that is
 /// gone again (its transaction was rolled back, say) keeps what was assigned.
 void Recordset::refresh() const {
-    staleRow_ = -1;
     const data::WritePlan& plan = *shape_->plan(connection_->channel().session());
-    if (!plan.hasKeys()) return;
+    if (!plan.hasKeys()) {
+        staleRow_ = -1;
+        return;
+    }
     Text statement = "Select ";
     std::vector<std::size_t> columns;
     for (std::size_t i = 0; i < columnCount_; ++i) {
@@ -302,6 +308,7 @@ void Recordset::refresh() const {
     appendKeyCondition(statement, parameters);
     std::vector<Value> row;
     data::guarded(source, [&] { connection_->channel().read(statement, parameters, row); });
+    staleRow_ = -1;
     if (row.size() < columns.size()) return;
     for (std::size_t i = 0; i < columns.size(); ++i)
         stored(columns[i]) = std::move(row[i]);

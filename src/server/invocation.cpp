@@ -38,9 +38,10 @@ public:
             if (row_->params[i].writesBack) writeBackTo(positionalAt(i), positional_[i], static_cast<int>(i));
         }
         for (std::size_t i = 0; i < named_.size(); ++i) {
-            const int position = named_[i].position;
-            if (!row_->params[static_cast<std::size_t>(position)].writesBack) continue;
-            writeBackTo(params_.rgvarg[namedAt_[i]], named_[i].value, position);
+            const auto position = static_cast<std::size_t>(named_[i].position);
+            // They may have been those of the default member of what this one yields.
+            if (position >= row_->paramCount || !row_->params[position].writesBack) continue;
+            writeBackTo(params_.rgvarg[namedAt_[i]], named_[i].value, named_[i].position);
         }
     }
 

@@ -26,10 +26,23 @@ import corveth
 
 NOTES_OF_LINK = 1000
 INDIVIDUAL = 2
+# Keys may have been put in behind the counter's back.
+GREATEST_NUMBER = (
+    "coalesce((Select Cast(substr(max(NoteId), 3) As integer) From Notes "
+    "Where NoteId Between 'NT00000000' And 'NT99999999'), 0)"
+)
 RAISE_COUNTER = (
-    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + coalesce((Select "
-    "Cast(substr(max(NoteId), 3) As integer) From Notes Where NoteId Between 'NT00000000' And 'NT99999999'), 0)) "
-    "On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber)"
+    f"Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + {GREATEST_NUMBER}) "
+    "On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber) "
+    "Returning LastNumber"
+)
+LOOK = (
+    f"Select 1 + max(?, {GREATEST_NUMBER}, "
+    "coalesce((Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'), 0))"
+)
+KEEP_COUNTER = (
+    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', ?) "
+    "On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber, Excluded.LastNumber)"
 )
 
 
@@ -54,6 +67,7 @@ class RawNotes:
     def __init__(self, path: pathlib.Path):
         self.connection = open_raw(path)
         self._counter = open_raw(path, "NORMAL")  # its own commit waits for no disk: the insert that follows does
+        self._given = 0  # the last number in the open transaction
 
     def load(self, key: str) -> tuple | None:
         return self.connection.execute("Select * From Notes Where NoteId=?", (key,)).fetchone()
@@ -73,13 +87,17 @@ class RawNotes:
             self.connection.execute("Update Notes Set Title=?, Note=? Where NoteId=?", (title, text, found[0]))
 
     def _new_id(self) -> str:
-        """One more than the counter and than any key that was put in behind its back."""
-        if self.connection.in_transaction:  # the database is this connection's alone
-            self.connection.execute(RAISE_COUNTER)
-            rows = self.connection.execute("Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'")
-        else:
-            rows = self._counter.execute(RAISE_COUNTER + " Returning LastNumber")
-        return f"NT{rows.fetchall()[0][0]:08}"
+        if not self.connection.in_transaction:
+            return f"NT{self._counter.execute(RAISE_COUNTER).fetchall()[0][0]:08}"
+        # The database is this connection's alone: the counter can be raised once, at the end.
+        self._given = self.connection.execute(LOOK, (self._given,)).fetchone()[0]
+        return f"NT{self._given:08}"
+
+    def commit(self) -> None:
+        if self._given:
+            self.connection.execute(KEEP_COUNTER, (self._given,))
+            self._given = 0
+        self.connection.execute("Commit")
 
 
 class World:
@@ -191,7 +209,7 @@ def saves(is_new: bool, in_transaction: bool) -> tuple[Callable, Callable]:
             return turn(save_raw, world, numbers, count)
         world.raw.connection.execute("Begin Immediate")
         size = turn(save_raw, world, numbers, count)
-        world.raw.connection.execute("Commit")
+        world.raw.commit()
         return size
 
     return ours, raw

@@ -26,6 +26,11 @@ RawStatement& RawStatement::bind(int number, std::string_view text) {
     return *this;
 }
 
+RawStatement& RawStatement::bind(int number, std::int64_t integer) {
+    sqlite3_bind_int64(statement_.get(), number, integer);
+    return *this;
+}
+
 RawStatement& RawStatement::bind(int number, double real) {
     sqlite3_bind_double(statement_.get(), number, real);
     return *this;
@@ -66,11 +71,15 @@ void executeRaw(sqlite3* database, const std::string& sql) {
 
 namespace {
 
-// One more than the counter and than any key that was put in behind its back.
+// Keys may have been put in behind the counter's back.
+const std::string greatestNumber = "coalesce((Select Cast(substr(max(NoteId), 3) As integer) From Notes "
+                                   "Where NoteId Between 'NT00000000' And 'NT99999999'), 0)";
 const std::string raiseCounter =
-    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + coalesce((Select "
-    "Cast(substr(max(NoteId), 3) As integer) From Notes Where NoteId Between 'NT00000000' And 'NT99999999'), 0)) "
-    "On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber)";
+    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + " + greatestNumber +
+    ") On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber) "
+    "Returning LastNumber";
+const std::string look = "Select 1 + max(?, " + greatestNumber +
+                         ", coalesce((Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'), 0))";
 
 } // namespace
 
@@ -84,9 +93,17 @@ RawNotes::RawNotes(const std::string& file)
                                "Values (?, ?, ?, ?, ?, ?, ?)"),
       update_(database_.get(), "Update Notes Set Title=?, Note=? Where NoteId=?"),
       list_(database_.get(), "Select * From Notes Where LinkId=?"),
-      counter_(counterDatabase_.get(), (raiseCounter + " Returning LastNumber").c_str()),
-      raise_(database_.get(), raiseCounter.c_str()),
-      readCounter_(database_.get(), "Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'") {}
+      raise_(counterDatabase_.get(), raiseCounter.c_str()),
+      look_(database_.get(), look.c_str()),
+      keep_(database_.get(),
+            "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', ?) On Conflict "
+            "(TableName, Code) Do Update Set LastNumber = max(LastNumber, Excluded.LastNumber)") {}
+
+void RawNotes::commit() {
+    if (given_ != 0) keep_.bind(1, given_).run();
+    given_ = 0;
+    commit_.run();
+}
 
 void RawNotes::readRow(RawStatement& row, RawNote& note) {
     row.read(0, note.id);
@@ -108,13 +125,14 @@ bool RawNotes::load(const std::string& id, RawNote& note) {
 
 std::string RawNotes::newId() {
     constexpr std::size_t digits = 8;
-    // In a transaction the database is this connection's alone, and reading afterwards is the cheaper way.
+    // In a transaction the database is this connection's alone: the counter can be raised once, at its end.
     const bool isInTransaction = sqlite3_get_autocommit(database_.get()) == 0;
-    if (isInTransaction) raise_.run();
-    RawStatement& counter = isInTransaction ? readCounter_ : counter_;
+    RawStatement& counter = isInTransaction ? look_.bind(1, given_) : raise_;
     counter.step();
-    const std::string number = std::to_string(counter.integer(0));
+    const std::int64_t taken = counter.integer(0);
     counter.run();
+    if (isInTransaction) given_ = taken;
+    const std::string number = std::to_string(taken);
     return "NT" + std::string(digits - number.size(), '0') + number;
 }
 

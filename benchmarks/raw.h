@@ -4,6 +4,7 @@
 // structures. Statements are prepared once, settings are those of a connection of ours.
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <sqlite3.h>
 #include <string>
@@ -23,6 +24,7 @@ public:
     RawStatement(sqlite3* database, const char* sql);
 
     RawStatement& bind(int number, std::string_view text);
+    RawStatement& bind(int number, std::int64_t integer);
     RawStatement& bind(int number, double real);
     /// False at the end, when it has been reset. Throws what the engine says.
     bool step();
@@ -58,7 +60,7 @@ public:
     explicit RawNotes(const std::string& file);
 
     void begin() { begin_.run(); }
-    void commit() { commit_.run(); }
+    void commit();
     bool load(const std::string& id, RawNote& note);
     /// Looks for the row of the ID; changes what differs, or inserts a row with a new ID.
     void save(const RawNote& note);
@@ -72,7 +74,8 @@ private:
     std::unique_ptr<sqlite3, RawClose> database_;
     /// The counter's own commit waits for no disk: the insert that follows does.
     std::unique_ptr<sqlite3, RawClose> counterDatabase_;
-    RawStatement begin_, commit_, load_, insert_, update_, list_, counter_, raise_, readCounter_;
+    RawStatement begin_, commit_, load_, insert_, update_, list_, raise_, look_, keep_;
+    std::int64_t given_ = 0; ///< the last number in the open transaction; 0 without one
     RawNote found_;
 };
 

@@ -5,6 +5,7 @@
 #include "platform/data/sqlite/error.h"
 
 #include <algorithm>
+#include <charconv>
 #include <fcntl.h>
 #include <mutex>
 #include <sqlite3.h>
@@ -62,32 +63,34 @@ Text padded(std::int64_t number, std::size_t digits) {
     return Text(digits - std::min(digits, text.size()), '0') + text;
 }
 
-/// The greatest number in the column, which is an expression that takes lowest and highest key, and length.
-Text greatestNumber(const KeySpace& keys) {
+/// Raises the counter. Takes the last number that this process made, lowest and highest key, length, table and code.
+Text raisingStatement(const KeySpace& keys) {
     Text column, table;
     appendQuotedName(column, keys.column);
     appendQuotedName(table, keys.table);
     const Text digits = "substr(" + column + ", " + std::to_string(keys.code.size() + 1) + ")";
     // Backwards along the key's index: the first that has the form is the greatest.
-    return "coalesce((Select Cast(" + digits + " As integer) From " + table + " Where " + column +
-           " Between ? And ? And length(" + column + ") = ? And " + digits + " Not Glob '*[^0-9]*' Order By " + column +
-           " Desc Limit 1), 0)";
-}
-
-// Both take the last number that this process made, lowest and highest key, length, table and code.
-
-/// Raises the counter.
-Text raisingStatement(const KeySpace& keys) {
-    return "Insert Into IdCounters (LastNumber, TableName, Code) Values (1 + max(?, " + greatestNumber(keys) +
-           "), ?, ?) On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, "
+    return "Insert Into IdCounters (LastNumber, TableName, Code) Values (1 + max(?, coalesce((Select Cast(" + digits +
+           " As integer) From " + table + " Where " + column + " Between ? And ? And length(" + column + ") = ? And " +
+           digits + " Not Glob '*[^0-9]*' Order By " + column +
+           " Desc Limit 1), 0)), ?, ?) On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, "
            "Excluded.LastNumber) Returning LastNumber";
 }
 
-/// Leaves the counter as it is.
+/// All keys between the lowest and the highest, the greatest first.
 Text lookingStatement(const KeySpace& keys) {
-    return "Select 1 + max(?, " + greatestNumber(keys) +
-           ", coalesce((Select LastNumber From IdCounters Where TableName = ? And Code = ?), 0))";
+    Text statement = "Select ";
+    appendQuotedName(statement, keys.column);
+    statement += " From ";
+    appendQuotedName(statement, keys.table);
+    statement += " Where ";
+    appendQuotedName(statement, keys.column);
+    statement += " Between ? And ? Order By ";
+    appendQuotedName(statement, keys.column);
+    return statement + " Desc";
 }
+
+constexpr const char* readingStatement = "Select LastNumber From IdCounters Where TableName = ? And Code = ?";
 
 constexpr const char* keepingStatement =
     "Insert Into IdCounters (TableName, Code, LastNumber) Values (?, ?, ?) On Conflict (TableName, Code) "
@@ -98,15 +101,34 @@ void bindText(sqlite3_stmt* statement, int number, TextView text) {
     sqlite3_bind_text64(statement, number, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
+/// Steps through the rows until `isEnough` says so.
+template <class IsEnough>
+void run(sqlite3* database, sqlite3_stmt* statement, const IsEnough& isEnough) {
+    int code = sqlite3_step(statement);
+    while (code == SQLITE_ROW && !isEnough())
+        code = sqlite3_step(statement);
+    const Text why = code == SQLITE_DONE || code == SQLITE_ROW ? Text() : wordsWithFile(database, code);
+    sqlite3_reset(statement);
+    if (!why.empty()) throw Error(errors::engine, source, why);
+}
+
 /// Runs to the end; the number in the one row, 0 without.
 std::int64_t run(sqlite3* database, sqlite3_stmt* statement) {
-    int code = sqlite3_step(statement);
-    const std::int64_t number = code == SQLITE_ROW ? sqlite3_column_int64(statement, 0) : 0;
-    if (code == SQLITE_ROW) code = sqlite3_step(statement);
-    const Text why = code == SQLITE_DONE ? Text() : wordsWithFile(database, code);
-    sqlite3_reset(statement);
-    if (code != SQLITE_DONE) throw Error(errors::engine, source, why);
+    std::int64_t number = 0;
+    run(database, statement, [&] {
+        number = sqlite3_column_int64(statement, 0);
+        return false;
+    });
     return number;
+}
+
+/// Of a key of the form that is made here; 0 for another.
+std::int64_t numberIn(TextView key, std::size_t codeSize, std::size_t length) noexcept {
+    if (key.size() != length) return 0;
+    std::int64_t number = 0;
+    const auto [end, fault] = std::from_chars(key.data() + codeSize, key.data() + key.size(), number);
+    const bool isDigits = fault == std::errc() && end == key.data() + key.size() && key[codeSize] != '-';
+    return isDigits ? number : 0;
 }
 
 Statement prepared(sqlite3* database, const Text& sql) {
@@ -167,28 +189,13 @@ KeyCounter::Space& KeyCounter::spaceOf(const KeySpace& keys) {
 Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t timeout,
                       const StatementListener& listener) {
     Space& space = spaceOf(keys);
-    sqlite3* on = inTransaction ? main_ : own(timeout);
-    Statement& statement = inTransaction ? space.looking : space.raising;
-    if (statement == nullptr) statement = prepared(on, inTransaction ? lookingStatement(keys) : raisingStatement(keys));
     const std::int64_t last = lastNumbers().last(space.identity);
-    if (listener) {
-        const Parameter shown[] = {
-            last, TextView(space.lowest), TextView(space.highest), std::int64_t{space.length}, keys.table, keys.code};
-        listener(withValues(sqlite3_sql(statement.get()), shown));
-    }
-
-    sqlite3_bind_int64(statement.get(), 1, last);
-    bindText(statement.get(), 2, space.lowest);
-    bindText(statement.get(), 3, space.highest);
-    sqlite3_bind_int64(statement.get(), 4, space.length);
-    bindText(statement.get(), 5, space.table);
-    bindText(statement.get(), 6, space.code);
     std::int64_t number = 0;
-    try {
-        number = run(on, statement.get());
-    } catch (const Error&) {
-        if (!inTransaction) closeOwn();
-        throw;
+    if (inTransaction) {
+        // Once the transaction was given a key, the counter cannot be ahead of what this process made.
+        number = 1 + std::max({last, greatest(space, keys, listener), space.given == 0 ? counted(space, listener) : 0});
+    } else {
+        number = raised(space, keys, last, timeout, listener);
     }
     const std::size_t digits = space.lowest.size() - space.code.size();
     if (number > highestNumber(digits)) {
@@ -197,6 +204,65 @@ Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t tim
     lastNumbers().remember(space.identity, number);
     if (inTransaction) space.given = number;
     return space.code + padded(number, digits);
+}
+
+std::int64_t KeyCounter::greatest(Space& space, const KeySpace& keys, const StatementListener& listener) {
+    if (space.looking == nullptr) space.looking = prepared(main_, lookingStatement(keys));
+    sqlite3_stmt* looking = space.looking.get();
+    if (listener) {
+        const Parameter shown[] = {TextView(space.lowest), TextView(space.highest)};
+        listener(withValues(sqlite3_sql(looking), shown));
+    }
+    bindText(looking, 1, space.lowest);
+    bindText(looking, 2, space.highest);
+    std::int64_t number = 0;
+    run(main_, looking, [&] {
+        const auto* key = reinterpret_cast<const char*>(sqlite3_column_text(looking, 0));
+        if (key == nullptr) return false;
+        number = numberIn(TextView(key, static_cast<std::size_t>(sqlite3_column_bytes(looking, 0))), space.code.size(),
+                          space.lowest.size());
+        return number != 0;
+    });
+    return number;
+}
+
+std::int64_t KeyCounter::counted(const Space& space, const StatementListener& listener) {
+    if (reading_ == nullptr) reading_ = prepared(main_, readingStatement);
+    if (listener) {
+        const Parameter shown[] = {TextView(space.table), TextView(space.code)};
+        listener(withValues(readingStatement, shown));
+    }
+    bindText(reading_.get(), 1, space.table);
+    bindText(reading_.get(), 2, space.code);
+    return run(main_, reading_.get());
+}
+
+std::int64_t KeyCounter::raised(Space& space, const KeySpace& keys, std::int64_t last, std::int32_t timeout,
+                                const StatementListener& listener) {
+    sqlite3* on = own(timeout);
+    if (space.raising == nullptr) space.raising = prepared(on, raisingStatement(keys));
+    sqlite3_stmt* raising = space.raising.get();
+    if (listener) {
+        const Parameter shown[] = {last,
+                                   TextView(space.lowest),
+                                   TextView(space.highest),
+                                   std::int64_t{space.length},
+                                   TextView(space.table),
+                                   TextView(space.code)};
+        listener(withValues(sqlite3_sql(raising), shown));
+    }
+    sqlite3_bind_int64(raising, 1, last);
+    bindText(raising, 2, space.lowest);
+    bindText(raising, 3, space.highest);
+    sqlite3_bind_int64(raising, 4, space.length);
+    bindText(raising, 5, space.table);
+    bindText(raising, 6, space.code);
+    try {
+        return run(on, raising);
+    } catch (const Error&) {
+        closeOwn();
+        throw;
+    }
 }
 
 void KeyCounter::keep(sqlite3* on, Statement& keeping) {

@@ -49,6 +49,13 @@ private:
     };
 
     Space& spaceOf(const KeySpace& keys);
+    /// Of the numbers in the column, in a transaction; 0 without any.
+    [[nodiscard]] std::int64_t greatest(Space& space, const KeySpace& keys, const StatementListener& listener);
+    /// Where the counter stands, in a transaction.
+    [[nodiscard]] std::int64_t counted(const Space& space, const StatementListener& listener);
+    /// The counter, raised outside a transaction.
+    [[nodiscard]] std::int64_t raised(Space& space, const KeySpace& keys, std::int64_t last, std::int32_t timeout,
+                                      const StatementListener& listener);
     [[nodiscard]] sqlite3* own(std::int32_t timeout);
     /// After a failure: it is opened anew when it is needed again.
     void closeOwn() noexcept;
@@ -58,8 +65,8 @@ private:
     Text path_;
     Text identity_; ///< of the file, whatever path leads to it
     Database own_;
-    Statement keepingOnMain_, keepingOnOwn_; ///< after the database they belong to
-    std::deque<Space> spaces_;               ///< the same; a statement that was bound keeps pointing to its texts
+    Statement reading_, keepingOnMain_, keepingOnOwn_; ///< after the database they belong to
+    std::deque<Space> spaces_; ///< the same; a statement that was bound keeps pointing to its texts
 };
 
 } // namespace corveth::data::sqlite

@@ -1,5 +1,6 @@
 #include "raw.h"
 
+#include <algorithm>
 #include <ctime>
 #include <stdexcept>
 
@@ -71,15 +72,12 @@ void executeRaw(sqlite3* database, const std::string& sql) {
 
 namespace {
 
-// Keys may have been put in behind the counter's back.
-const std::string greatestNumber = "coalesce((Select Cast(substr(max(NoteId), 3) As integer) From Notes "
-                                   "Where NoteId Between 'NT00000000' And 'NT99999999'), 0)";
-const std::string raiseCounter =
-    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + " + greatestNumber +
-    ") On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber) "
+// One more than the counter and than any key that was put in behind its back.
+constexpr const char* raiseCounter =
+    "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', 1 + coalesce((Select "
+    "Cast(substr(max(NoteId), 3) As integer) From Notes Where NoteId Between 'NT00000000' And 'NT99999999'), 0)) "
+    "On Conflict (TableName, Code) Do Update Set LastNumber = max(LastNumber + 1, Excluded.LastNumber) "
     "Returning LastNumber";
-const std::string look = "Select 1 + max(?, " + greatestNumber +
-                         ", coalesce((Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'), 0))";
 
 } // namespace
 
@@ -93,8 +91,9 @@ RawNotes::RawNotes(const std::string& file)
                                "Values (?, ?, ?, ?, ?, ?, ?)"),
       update_(database_.get(), "Update Notes Set Title=?, Note=? Where NoteId=?"),
       list_(database_.get(), "Select * From Notes Where LinkId=?"),
-      raise_(counterDatabase_.get(), raiseCounter.c_str()),
-      look_(database_.get(), look.c_str()),
+      raise_(counterDatabase_.get(), raiseCounter),
+      look_(database_.get(), "Select max(NoteId) From Notes Where NoteId Between 'NT00000000' And 'NT99999999'"),
+      readCounter_(database_.get(), "Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'"),
       keep_(database_.get(),
             "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Notes', 'NT', ?) On Conflict "
             "(TableName, Code) Do Update Set LastNumber = max(LastNumber, Excluded.LastNumber)") {}
@@ -123,16 +122,27 @@ bool RawNotes::load(const std::string& id, RawNote& note) {
     return true;
 }
 
+std::int64_t RawNotes::firstInteger(RawStatement& statement) {
+    std::int64_t number = 0;
+    while (statement.step())
+        number = statement.integer(0);
+    return number;
+}
+
+/// In a transaction the database is this connection's alone: the counter is read once, and raised once at its end.
+std::int64_t RawNotes::nextInTransaction() {
+    std::int64_t last = given_ == 0 ? firstInteger(readCounter_) : given_;
+    while (look_.step()) {
+        look_.read(0, greatest_);
+        if (!greatest_.empty()) last = std::max<std::int64_t>(last, std::stoll(greatest_.substr(2)));
+    }
+    return given_ = last + 1;
+}
+
 std::string RawNotes::newId() {
     constexpr std::size_t digits = 8;
-    // In a transaction the database is this connection's alone: the counter can be raised once, at its end.
     const bool isInTransaction = sqlite3_get_autocommit(database_.get()) == 0;
-    RawStatement& counter = isInTransaction ? look_.bind(1, given_) : raise_;
-    counter.step();
-    const std::int64_t taken = counter.integer(0);
-    counter.run();
-    if (isInTransaction) given_ = taken;
-    const std::string number = std::to_string(taken);
+    const std::string number = std::to_string(isInTransaction ? nextInTransaction() : firstInteger(raise_));
     return "NT" + std::string(digits - number.size(), '0') + number;
 }
 

@@ -69,14 +69,17 @@ public:
 
 private:
     std::string newId();
+    std::int64_t nextInTransaction();
+    static std::int64_t firstInteger(RawStatement& statement);
     void readRow(RawStatement& row, RawNote& note);
 
     std::unique_ptr<sqlite3, RawClose> database_;
     /// The counter's own commit waits for no disk: the insert that follows does.
     std::unique_ptr<sqlite3, RawClose> counterDatabase_;
-    RawStatement begin_, commit_, load_, insert_, update_, list_, raise_, look_, keep_;
+    RawStatement begin_, commit_, load_, insert_, update_, list_, raise_, look_, readCounter_, keep_;
     std::int64_t given_ = 0; ///< the last number in the open transaction; 0 without one
     RawNote found_;
+    std::string greatest_;
 };
 
 /// A row of the contacts and the company it belongs to.

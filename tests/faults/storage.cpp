@@ -399,6 +399,26 @@ TEST(Keys, AreNoReasonToHideWhyARowWasRefused) {
     closeShared();
 }
 
+/// The counter is raised before the lock is given up: no other connection is needed for it, and none comes between.
+TEST(Keys, AreKeptByARollbackItself) {
+    const Text told = inChild([](const Child::Report& report) {
+        const Place place;
+        const auto connection = share(place.database);
+        connection->BeginTrans();
+        report(saveNote("lostnote", "a"));
+        rlimit limit{};
+        ::getrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit noMore{0, limit.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &noMore);
+        connection->RollbackTrans();
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        report(listOf(storedVersions(connection)) +
+               firstValue(connection, "Select LastNumber From IdCounters Where TableName='Notes'"));
+        closeShared();
+    });
+    EXPECT_EQ(told, "NT00000002\noldcontact=a oldnote=a 2\n");
+}
+
 /// Another program takes the very IDs that have just been given.
 TEST(Keys, TakenByOthersAreGivenUp) {
     const Place place;

@@ -282,9 +282,8 @@ void KeyCounter::committing() {
 
 Text KeyCounter::rolledBack(std::int32_t timeout) {
     Text why;
-    const bool isAnyGiven = std::ranges::any_of(spaces_, [](const Space& space) { return space.given != 0; });
     try {
-        if (isAnyGiven) keep(own(timeout), keepingOnOwn_);
+        keep(own(timeout), keepingOnOwn_);
     } catch (const std::exception& error) {
         // The rollback itself is done, and this process does not give the same keys again whatever the counter says.
         why = error.what();
@@ -292,6 +291,10 @@ Text KeyCounter::rolledBack(std::int32_t timeout) {
     }
     ended();
     return why;
+}
+
+bool KeyCounter::hasGiven() const noexcept {
+    return std::ranges::any_of(spaces_, [](const Space& space) { return space.given != 0; });
 }
 
 void KeyCounter::ended() noexcept {

@@ -32,9 +32,12 @@ public:
                             const StatementListener& listener);
     /// Raises the counters of the keys that the transaction was given; to be called in it.
     void committing();
-    /// Raises them all the same: a key is never given twice. Returns why that could not be done; empty when it was.
+    /// The same after a rollback that could not do it itself: a key is never given twice. Returns why it failed; empty
+    /// when it did not.
     [[nodiscard]] Text rolledBack(std::int32_t timeout);
     void ended() noexcept;
+    /// The open transaction was given some.
+    [[nodiscard]] bool hasGiven() const noexcept;
 
 private:
     /// What the keys of one kind have in common.

@@ -32,7 +32,8 @@ void configure(sqlite3* database, std::int32_t timeout) {
     // "..." is text; where the engine took it for a column's name a statement would change rows that nobody named.
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
-    for (const char* setting : {"PRAGMA synchronous=FULL", "PRAGMA cache_size=-65536"}) {
+    // In memory is also what a savepoint keeps of the pages: a file for it would cost a fifth of a transaction.
+    for (const char* setting : {"PRAGMA synchronous=FULL", "PRAGMA cache_size=-65536", "PRAGMA temp_store=MEMORY"}) {
         const int code = sqlite3_exec(database, setting, nullptr, nullptr, nullptr);
         if (code != SQLITE_OK) throw Error(errors::engine, source, words(database, code));
     }
@@ -221,7 +222,14 @@ void SqliteSession::run(const Text& sql) {
 void SqliteSession::begin(int level) {
     static_cast<void>(usable(true));
     // The write lock at once: a reader that becomes a writer later may find that it cannot.
-    run(level == 1 ? "Begin Immediate" : "Savepoint level" + std::to_string(level));
+    if (level == 1) run("Begin Immediate");
+    try {
+        // At level 1, too: what is rolled back while the lock is kept.
+        run("Savepoint level" + std::to_string(level));
+    } catch (const Error&) {
+        if (level == 1) run("Rollback");
+        throw;
+    }
     inTransaction_ = true;
 }
 
@@ -243,26 +251,43 @@ void SqliteSession::commit(int level) {
     }
 }
 
+void SqliteSession::rollBackWhole() {
+    try {
+        run("Rollback");
+    } catch (const Error&) {
+        // Whatever it says, there is nothing left to roll back when the engine is out of the transaction.
+        if (sqlite3_get_autocommit(database_.get()) == 0) throw;
+    }
+}
+
+bool SqliteSession::rollBackToKeys() {
+    if (!keys_.hasGiven()) return false;
+    try {
+        file_.requireForWriting();
+        run("Rollback To level1");
+        keys_.committing();
+        run("Commit");
+    } catch (const Error&) {
+        return false;
+    }
+    keys_.ended();
+    return true;
+}
+
 void SqliteSession::rollback(int level) {
     noteUnseenEnd();
     const bool ended = !endedBecause_.empty();
-    if (level == 1) {
-        // Whatever it says, there is nothing left to roll back when the engine is out of the transaction.
-        if (!ended) {
-            try {
-                run("Rollback");
-            } catch (const Error&) {
-                if (sqlite3_get_autocommit(database_.get()) == 0) throw;
-            }
-        }
-        endedBecause_.clear();
-        inTransaction_ = false;
-    } else if (!ended) {
+    if (level > 1) {
+        if (ended) return;
         const Text name = "level" + std::to_string(level);
         run("Rollback To " + name);
         run("Release " + name);
+        return;
     }
-    if (level > 1) return;
+    if (!ended && !rollBackToKeys()) rollBackWhole();
+    endedBecause_.clear();
+    inTransaction_ = false;
+    if (!keys_.hasGiven()) return;
     try {
         // The counters of another file that has taken the name are not these.
         file_.requireForWriting();

@@ -38,6 +38,10 @@ private:
     /// Not every failure comes by there, and what follows must not be saved piece by piece.
     void noteUnseenEnd();
     void run(const Text& sql);
+    void rollBackWhole();
+    /// Rolls the changes back but raises the counters before anybody else gets the lock and is given the same keys.
+    /// False where that cannot be done: the transaction is then to be rolled back whole.
+    bool rollBackToKeys();
     [[nodiscard]] TableInfo describeTable(TextView name, bool isView);
     void allowNoWriting();
     void keepLogOfChanges() noexcept;

@@ -3,6 +3,7 @@
 #include "platform/automation/error.h"
 
 #include <chrono>
+#include <sys/types.h>
 
 namespace corveth::data::sqlite {
 
@@ -12,6 +13,13 @@ void requireDatabaseFile(const Text& path);
 /// Gives the files that the engine keeps beside a writable database the rights of the database. It makes them with the
 /// rights of the moment, and those of a database that could only be read would keep it from being written for good.
 void shareRights(const Text& path) noexcept;
+
+/// The same for every name of a file; none for no file.
+struct FileIdentity {
+    dev_t device = 0;
+    ino_t number = 0;
+    friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
 
 /// Keeps an eye on the file of an open database. The engine goes on with a file that was removed or renamed, and what
 /// it then saves is lost with the file, or beside another one that has taken the name.
@@ -28,18 +36,13 @@ public:
     [[nodiscard]] bool hasLoggedChanges() const noexcept;
 
 private:
-    struct Identity {
-        dev_t device = 0;
-        ino_t number = 0;
-        friend bool operator==(const Identity&, const Identity&) = default;
-    };
     using Clock = std::chrono::steady_clock;
 
     void requireDatabase();
     void requireLog() const;
 
     Text path_, logPath_;
-    Identity file_, log_;
+    FileIdentity file_, log_;
     Clock::time_point looked_;
 };
 

@@ -99,19 +99,19 @@ class _Writer:
         return _MARK + head + "\nimport corveth\n" + body
 
     def _enumeration(self, entry: Enumeration) -> str:
-        described = self._descriptions.entry(entry)
-        text = f"\nclass {entry.name}(IntEnum):\n" + textwrap.indent(_docstring(described.text), "    ")
-        for name, value in entry.members:
-            text += f"    {python_name(name)} = {value}\n"
-            if name in described.members:
-                text += textwrap.indent(_docstring(described.members[name]), "    ")
-        return text
+        lines = [(name, f"{python_name(name)} = {value}") for name, value in entry.members]
+        return self._values(entry, "IntEnum", lines)
 
     def _record(self, entry: RecordType) -> str:
+        lines = [(name, f"{name}: {self._read(type_)}") for name, type_ in entry.fields]
+        return self._values(entry, "corveth.Record", lines)
+
+    def _values(self, entry: Enumeration | RecordType, base: str, lines: list[tuple[str, str]]) -> str:
+        """A class of plain values: for each its name and its line."""
         described = self._descriptions.entry(entry)
-        text = f"\nclass {entry.name}(corveth.Record):\n" + textwrap.indent(_docstring(described.text), "    ")
-        for name, type_ in entry.fields:
-            text += f"    {name}: {self._read(type_)}\n"
+        text = f"\nclass {entry.name}({base}):\n" + textwrap.indent(_docstring(described.text), "    ")
+        for name, line in lines:
+            text += f"    {line}\n"
             if name in described.members:
                 text += textwrap.indent(_docstring(described.members[name]), "    ")
         return text

@@ -12,14 +12,6 @@ create table SchemaVersion (
     Version     integer not null
 );
 
--- The last number given for each code of a table's keys.
-create table IdCounters (
-    TableName   char(64) not null,
-    Code        char(2) not null,
-    LastNumber  integer not null,
-    primary key (TableName, Code)
-);
-
 create table Notes (
     NoteId      char(10) not null primary key,
     LinkId      char(10),

@@ -43,7 +43,7 @@ public:
             check(rule.check, rule.table, [&] { checkReference(rule); });
         for (const auto& rule : rules::uniquenesses)
             check("duplicate", rule.table, [&] { checkUniqueness(rule); });
-        check("counter", "IdCounters", [&] { checkCounters(); });
+        check("counter", "", [&] { checkCounters(); });
         check("integrity", "", [&] {
             for (Text& words : connection_->channel().session().integrityProblems())
                 add({"integrity", {}, {}, std::move(words)});
@@ -102,9 +102,7 @@ private:
     /// key; it tells that rows were put in by other means.
     void checkCounters() {
         const data::Definition definition = wholeDefinition();
-        const auto rows = open("Select TableName, Code, LastNumber From IdCounters Order By 1, 2");
-        for (; !rows->get_EOF(); rows->MoveNext()) {
-            const Text table = text(*rows, 0), code = text(*rows, 1);
+        for (const auto& [table, code, lastNumber] : connection_->channel().session().keyCounts()) {
             const Text key = keyColumn(definition, table);
             if (key.empty() || code.size() >= keyLength) continue;
             const Text digits(keyLength - code.size(), '#');
@@ -112,9 +110,8 @@ private:
                 "Select Max({0}) From {1} Where Left({0}, {2}) = {3} And Len({0}) = {4} And Right({0}, {5}) Like '{6}'",
                 key, table, code.size(), literal(code), keyLength, digits.size(), digits));
             const Text last = text(*greatest, 0);
-            if (last.empty() || numberOf(last, code.size()) <= toDouble(rows->value(2))) continue;
-            add({"counter", "IdCounters", table + " " + code,
-                 fmt::format("stands at {}, behind the key {}", text(*rows, 2), last), false});
+            if (last.empty() || numberOf(last, code.size()) <= static_cast<double>(lastNumber)) continue;
+            add({"counter", table, code, fmt::format("stands at {}, behind the key {}", lastNumber, last), false});
         }
     }
 

@@ -22,7 +22,7 @@ TextView nameOf(const data::ConnectionSettings& settings) {
 
 std::vector<Value> run(data::Session& session, TextView sql) {
     std::vector<Value> cells;
-    session.prepare(sql)->run({}, &cells);
+    session.prepare(sql, {})->run({}, &cells);
     return cells;
 }
 
@@ -78,8 +78,9 @@ data::Definition wholeDefinition() {
 void createDatabase(TextView connectionString) {
     const data::ConnectionSettings settings = data::parseConnectionString(connectionString);
     const data::Provider& provider = *settings.provider;
+    std::function<void()> takeAway;
     try {
-        provider.create(settings);
+        takeAway = provider.create(settings);
     } catch (const Error& error) {
         if (error.number != errors::fileExists) throw;
         throw Error(errors::fileExists, source, occupiedBy(settings));
@@ -87,7 +88,7 @@ void createDatabase(TextView connectionString) {
     try {
         makeTables(*provider.open(settings), provider);
     } catch (...) {
-        provider.remove(settings);
+        takeAway();
         throw;
     }
 }

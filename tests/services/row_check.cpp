@@ -110,7 +110,7 @@ TEST_F(RowCheckTest, FindsWhatDoesNotFitTogether) {
           "('Elsewhere', 'XX', 1), ('Notes', '''', 1)",
           "Insert Into Notes (NoteId) Values ('NT00000010'), ('NT99999'), ('NT9999999Z'), ('XX99999999')",
           "Insert Into ContactMaster (ContactId) Values ('CN00000003')"},
-         {"(counter IdCounters Notes NT: stands at 9, behind the key NT00000010)"}},
+         {"(counter Notes NT: stands at 9, behind the key NT00000010)"}},
         {"a table that is gone",
          {"drop table Favourites", "Insert Into ContactDetails (ContactId) Values ('CN00000001')"},
          {"link Favourites : cannot be read: no such table: Favourites (SQLite 1)",

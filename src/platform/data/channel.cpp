@@ -2,7 +2,6 @@
 
 #include "platform/data/column_value.h"
 #include "platform/data/dialect.h"
-#include "platform/data/statement_facts.h"
 #include "platform/scope_exit.h"
 
 #include <fmt/format.h>
@@ -89,11 +88,11 @@ Channel::Outcome Channel::runLifted(TextView sql, std::vector<Value>* cells) {
     CachedStatement* statement = cache_.find(text);
     if (statement == nullptr) {
         try {
-            statement = &prepared(text);
+            statement = &prepared(text, lifter_.parameters());
         } catch (const Error&) {
             // Some places take no parameter (a quoted alias); and if it fails again, the words are about the text as
             // it was sent.
-            CachedStatement unlifted = prepare(sql);
+            CachedStatement unlifted = prepare(sql, {});
             bool recompiled = false;
             return runStatement(unlifted, {}, cells, recompiled);
         }
@@ -107,7 +106,7 @@ Channel::Outcome Channel::runLifted(TextView sql, std::vector<Value>* cells) {
 Channel::Outcome Channel::runDefinition(TextView sql, std::vector<Value>* cells) {
     // What was known of tables and statements may be wrong from here on.
     cache_.clear();
-    const auto statement = session_->prepare(sql);
+    const auto statement = session_->prepare(sql, {});
     Outcome outcome;
     outcome.affected = statement->run({}, cells).affected;
     if (!statement->columns().empty()) outcome.shape = std::make_shared<RowShape>(statement->columns(), Text());
@@ -136,25 +135,26 @@ std::span<const Parameter> Channel::converted(const CachedStatement& statement, 
     return converted_;
 }
 
-CachedStatement& Channel::prepared(TextView text) {
+CachedStatement& Channel::prepared(TextView text, std::span<const Parameter> parameters) {
     if (auto* known = cache_.find(text)) return *known;
-    return cache_.add(text, prepare(text));
+    return cache_.add(text, prepare(text, parameters));
 }
 
-CachedStatement Channel::prepare(TextView text) {
+CachedStatement Channel::prepare(TextView text, std::span<const Parameter> parameters) {
     const auto tokens = tokenize(text);
+    const StatementFacts facts = readFacts(tokens);
     CachedStatement statement;
-    statement.prepared = session_->prepare(translate(tokens, session_->dialect()));
+    statement.targets = targetsOf(facts, tokens);
+    std::vector<ColumnKind> kinds;
+    std::ranges::transform(statement.targets, std::back_inserter(kinds), &CachedStatement::Target::kind);
+    statement.prepared = session_->prepare(translate(tokens, session_->dialect()), {kinds, parameters});
     if (const auto columns = statement.prepared->columns(); !columns.empty()) {
-        statement.shape = std::make_shared<RowShape>(columns, readFacts(tokens).target);
-    } else {
-        statement.targets = targetsOf(tokens);
+        statement.shape = std::make_shared<RowShape>(columns, facts.target);
     }
     return statement;
 }
 
-std::vector<CachedStatement::Target> Channel::targetsOf(std::span<const Token> tokens) {
-    const StatementFacts facts = readFacts(tokens);
+std::vector<CachedStatement::Target> Channel::targetsOf(const StatementFacts& facts, std::span<const Token> tokens) {
     std::vector<CachedStatement::Target> targets;
     const auto table = facts.assignments.empty() ? nullptr : session_->table(facts.target);
     if (table == nullptr) return targets;
@@ -177,13 +177,13 @@ std::int64_t Channel::write(TextView statement, std::span<const Parameter> param
     if (trace_.isOn()) trace_.write("row", withValues(statement, parameters));
     return watched(
         "row", [&] { return withValues(statement, parameters); },
-        [&] { return prepared(statement).prepared->run(parameters, cells).affected; });
+        [&] { return prepared(statement, parameters).prepared->run(parameters, cells).affected; });
 }
 
 void Channel::read(TextView statement, std::span<const Parameter> parameters, std::vector<Value>& cells) {
     watched(
         "row", [&] { return withValues(statement, parameters); },
-        [&] { prepared(statement).prepared->run(parameters, &cells); });
+        [&] { prepared(statement, parameters).prepared->run(parameters, &cells); });
 }
 
 void Channel::begin() {

@@ -3,6 +3,7 @@
 #include "platform/data/literals.h"
 #include "platform/data/log.h"
 #include "platform/data/statement_cache.h"
+#include "platform/data/statement_facts.h"
 #include "platform/data/tokenizer.h"
 #include "platform/data/trace.h"
 
@@ -44,9 +45,11 @@ private:
     decltype(auto) watched(TextView kind, const TextOf& textOf, const Action& action);
 
     Outcome runText(TextView sql, std::vector<Value>* cells);
-    CachedStatement& prepared(TextView text);
-    CachedStatement prepare(TextView text);
-    [[nodiscard]] std::vector<CachedStatement::Target> targetsOf(std::span<const Token> tokens);
+    /// `parameters` are what it will run with first.
+    CachedStatement& prepared(TextView text, std::span<const Parameter> parameters);
+    CachedStatement prepare(TextView text, std::span<const Parameter> parameters);
+    [[nodiscard]] std::vector<CachedStatement::Target> targetsOf(const StatementFacts& facts,
+                                                                 std::span<const Token> tokens);
     Outcome runLifted(TextView sql, std::vector<Value>* cells);
     Outcome runDefinition(TextView sql, std::vector<Value>* cells);
     std::span<const Parameter> converted(const CachedStatement& statement, std::span<const Parameter> parameters);

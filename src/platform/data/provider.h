@@ -47,6 +47,12 @@ struct TableInfo {
 /// What a statement is run with; nothing is owned.
 using Parameter = std::variant<std::monostate, std::int64_t, double, TextView, std::span<const std::byte>>;
 
+/// What can be told of a statement before it is prepared: an entry for each parameter, or none at all.
+struct StatementUse {
+    std::span<const ColumnKind> targets;   ///< of the column that stores it; undeclared where it is only compared
+    std::span<const Parameter> parameters; ///< what the first run will be given
+};
+
 struct RunResult {
     std::int64_t affected = 0;
     /// The engine had to look at its schema again: what was known of the statement is out of date.
@@ -81,6 +87,13 @@ struct KeySpace {
     TextView table;
 };
 
+/// Where the counter of a kind of key stands.
+struct KeyCount {
+    Text table;
+    Text code;
+    std::int64_t lastNumber = 0;
+};
+
 /// Hears the statements that a session sends on its own account.
 using StatementListener = std::function<void(TextView)>;
 /// Hears of failures that no call returns: what was being done, and the engine's words.
@@ -98,7 +111,7 @@ public:
 
     [[nodiscard]] virtual const Dialect& dialect() const noexcept = 0;
     /// `sql` is in the engine's own language; 3142 when it holds more than one statement.
-    [[nodiscard]] virtual std::unique_ptr<Prepared> prepare(TextView sql) = 0;
+    [[nodiscard]] virtual std::unique_ptr<Prepared> prepare(TextView sql, const StatementUse& use) = 0;
     /// Null when there is no such table or view.
     [[nodiscard]] virtual std::shared_ptr<const TableInfo> table(TextView name) = 0;
     virtual void begin(int level) = 0;
@@ -106,8 +119,13 @@ public:
     virtual void rollback(int level) = 0;
     virtual void setTimeout(std::int32_t seconds) = 0;
     virtual Text nextId(const KeySpace& keys, const StatementListener& listener) = 0;
+    /// By table and code. A database that has given no key yet has none.
+    [[nodiscard]] virtual std::vector<KeyCount> keyCounts() = 0;
     /// What the engine itself finds wrong with the database, in its own words; empty when it is sound.
     [[nodiscard]] virtual std::vector<Text> integrityProblems() = 0;
+
+    /// How often a server was asked and waited for; 0 for an engine of this process.
+    [[nodiscard]] virtual std::uint64_t roundTrips() const noexcept { return 0; }
 
     /// `listener` must not throw.
     void setFailureListener(FailureListener listener) { failureListener_ = std::move(listener); }
@@ -128,11 +146,11 @@ struct Provider {
     std::span<const char* const> keywords;      ///< beside the common ones
     std::span<const char* const> requiredWords; ///< of them, without which there is no opening
     std::unique_ptr<Session> (*open)(const ConnectionSettings& settings);
-    /// Makes an empty database; 58 when there is something of that name.
-    void (*create)(const ConnectionSettings& settings);
-    /// Takes away what `create` made; for a database that was not finished.
-    void (*remove)(const ConnectionSettings& settings) noexcept;
-    /// The statements of the engine's own language that make the tables and views, in an order that works.
+    /// Makes an empty database where there is none; 58 when there is something in it. What it gives back takes away
+    /// what was made, for a database that was not finished, and does not throw.
+    std::function<void()> (*create)(const ConnectionSettings& settings);
+    /// The statements of the engine's own language that make the tables, views and key counters, in an order that
+    /// works.
     std::vector<Text> (*define)(const Definition& definition);
 };
 

@@ -449,7 +449,7 @@ class Checking(CommandLine):
         self.change(database, "insert into Notes (NoteId) values ('NT00000900')")
         status, output, errors = run("check", database)
         self.assertEqual((status, errors), (0, ""))
-        self.assertRegex(output, r"counter +IdCounters +Notes NT +stands at \d+, behind the key NT00000900\n"
+        self.assertRegex(output, r"counter +Notes +NT +stands at \d+, behind the key NT00000900\n"
                                  r"No problems found\.\n$")
 
     def test_problems(self):

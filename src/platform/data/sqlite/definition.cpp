@@ -123,7 +123,10 @@ private:
 } // namespace
 
 std::vector<Text> definitionStatements(const Definition& definition) {
-    std::vector<Text> statements;
+    // The last number given for each code of a table's keys.
+    std::vector<Text> statements = {
+        "create table IdCounters (TableName char(64) not null collate nocase, Code char(2) not null collate nocase, "
+        "LastNumber integer not null, primary key (TableName, Code))"};
     for (const TableDefinition& table : definition.tables)
         statements.push_back(tableStatement(table));
     for (const IndexDefinition& index : definition.indexes) {

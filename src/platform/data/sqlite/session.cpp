@@ -1,5 +1,6 @@
 #include "platform/data/sqlite/session.h"
 
+#include "platform/automation/convert.h"
 #include "platform/data/characters.h"
 #include "platform/data/literals.h"
 #include "platform/data/sqlite/definition.h"
@@ -47,8 +48,13 @@ std::unique_ptr<Session> open(const ConnectionSettings& settings) {
     return std::make_unique<SqliteSession>(path, settings.timeout.value_or(defaultTimeout), settings.isReadOnly);
 }
 
+void remove(const Text& path) {
+    for (const char* suffix : {"", "-wal", "-shm"})
+        ::unlink((path + suffix).c_str());
+}
+
 /// Only its owner may read what is kept about people, so the file is made before the engine would make it.
-void create(const ConnectionSettings& settings) {
+std::function<void()> create(const ConnectionSettings& settings) {
     const Text path = pathOf(settings);
     const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (file < 0) {
@@ -63,15 +69,10 @@ void create(const ConnectionSettings& settings) {
         const int code = sqlite3_exec(database.get(), "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
         if (code != SQLITE_OK) fail(database.get(), code);
     } catch (...) {
-        ::unlink(path.c_str());
+        remove(path);
         throw;
     }
-}
-
-void remove(const ConnectionSettings& settings) noexcept {
-    const Text path = pathOf(settings);
-    for (const char* suffix : {"", "-wal", "-shm"})
-        ::unlink((path + suffix).c_str());
+    return [path] { remove(path); };
 }
 
 bool isWritable(sqlite3* database) noexcept {
@@ -82,7 +83,7 @@ constexpr std::array<const char*, 1> keywords = {"Data Source"};
 
 } // namespace
 
-constinit const Provider provider{"SQLite", keywords, keywords, &open, &create, &remove, &definitionStatements};
+constinit const Provider provider{"SQLite", keywords, keywords, &open, &create, &definitionStatements};
 
 void Closer::operator()(sqlite3* database) const noexcept {
     sqlite3_close_v2(database);
@@ -146,7 +147,7 @@ const Dialect& SqliteSession::dialect() const noexcept {
     return sqlite::dialect();
 }
 
-std::unique_ptr<Prepared> SqliteSession::prepare(TextView sql) {
+std::unique_ptr<Prepared> SqliteSession::prepare(TextView sql, const StatementUse& /*use*/) {
     requireTransaction();
     sqlite3_stmt* statement = nullptr;
     const char* tail = nullptr;
@@ -168,7 +169,7 @@ std::shared_ptr<const TableInfo> SqliteSession::table(TextView name) {
     const Text key = foldCase(name);
     if (const auto found = tables_.find(key); found != tables_.end()) return found->second;
 
-    const auto looking = prepare("Select type From sqlite_master Where name = ?1 Collate Nocase");
+    const auto looking = prepare("Select type From sqlite_master Where name = ?1 Collate Nocase", {});
     std::vector<Value> type;
     const Parameter parameter = name;
     looking->run({&parameter, 1}, &type);
@@ -183,7 +184,7 @@ std::shared_ptr<const TableInfo> SqliteSession::table(TextView name) {
 TableInfo SqliteSession::describeTable(TextView name, bool isView) {
     Text sql = "Select * From ";
     appendQuotedName(sql, name);
-    const auto rows = prepare(sql);
+    const auto rows = prepare(sql, {});
     TableInfo info{isView, {}};
     bool hasKey = false;
     for (const auto& column : rows->columns()) {
@@ -220,9 +221,9 @@ void SqliteSession::run(const Text& sql) {
 }
 
 void SqliteSession::begin(int level) {
-    static_cast<void>(usable(true));
+    static_cast<void>(usable(!isReadOnly_));
     // The write lock at once: a reader that becomes a writer later may find that it cannot.
-    if (level == 1) run("Begin Immediate");
+    if (level == 1) run(isReadOnly_ ? "Begin" : "Begin Immediate");
     try {
         // At level 1, too: what is rolled back while the lock is kept.
         run("Savepoint level" + std::to_string(level));
@@ -318,9 +319,18 @@ Text SqliteSession::nextId(const KeySpace& keys, const StatementListener& listen
     }
 }
 
+std::vector<KeyCount> SqliteSession::keyCounts() {
+    std::vector<Value> cells;
+    prepare("Select TableName, Code, LastNumber From IdCounters Order By 1, 2", {})->run({}, &cells);
+    std::vector<KeyCount> counts;
+    for (std::size_t i = 0; i + 2 < cells.size(); i += 3)
+        counts.push_back({toText(cells[i]), toText(cells[i + 1]), static_cast<std::int64_t>(toDouble(cells[i + 2]))});
+    return counts;
+}
+
 std::vector<Text> SqliteSession::integrityProblems() {
     std::vector<Value> cells;
-    prepare("PRAGMA integrity_check")->run({}, &cells);
+    prepare("PRAGMA integrity_check", {})->run({}, &cells);
     std::vector<Text> problems;
     for (const Value& cell : cells) {
         if (const auto* words = cell.getIf<Text>(); words != nullptr && *words != "ok") problems.push_back(*words);

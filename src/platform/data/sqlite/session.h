@@ -16,13 +16,14 @@ public:
     ~SqliteSession() override;
 
     [[nodiscard]] const Dialect& dialect() const noexcept override;
-    [[nodiscard]] std::unique_ptr<Prepared> prepare(TextView sql) override;
+    [[nodiscard]] std::unique_ptr<Prepared> prepare(TextView sql, const StatementUse& use) override;
     [[nodiscard]] std::shared_ptr<const TableInfo> table(TextView name) override;
     void begin(int level) override;
     void commit(int level) override;
     void rollback(int level) override;
     void setTimeout(std::int32_t seconds) override;
     Text nextId(const KeySpace& keys, const StatementListener& listener) override;
+    [[nodiscard]] std::vector<KeyCount> keyCounts() override;
     [[nodiscard]] std::vector<Text> integrityProblems() override;
 
 private:

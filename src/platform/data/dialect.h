@@ -13,10 +13,20 @@ struct Dialect {
         TextView engineName;
     };
     std::span<const Function> functions;
-    TextView concatenate;  ///< a function of any number of operands that reads Null as empty text
-    TextView likeOperator; ///< compares without regard to case, with % and _ and an Escape
-    TextView likeFunction; ///< (text, pattern), with the desktop's wildcards
+    TextView concatenate;   ///< a function of any number of operands that reads Null as empty text
+    TextView textFunction;  ///< what makes text of an operand of `&` and Like; empty where the engine does by itself
+    TextView likeOperator;  ///< compares without regard to case, with % and _ and an Escape
+    TextView likeCollation; ///< what the operator needs behind its left side to know of ASCII letters only, if anything
+    TextView likeFunction;  ///< (text, pattern), with the desktop's wildcards
     void (*appendParameter)(Text& out, std::size_t number); ///< from 1
+    /// The engine knows names in small letters only: those in brackets are folded.
+    bool foldsNames = false;
+    /// Words that the engine keeps to itself and that are plain names in the dialect. Sorted.
+    std::span<const TextView> reservedNames;
+    /// Null does not come first unless a term of Order By says so.
+    bool ordersNullLast = false;
+    /// A number is no condition.
+    bool hasConditions = false;
 };
 
 /// The engine's text of a statement whose literals may have become parameters. Refuses one whose brackets are nested

@@ -161,7 +161,14 @@ constexpr std::array registered = std::to_array<Registered>({
 } // namespace
 
 const Dialect& dialect() noexcept {
-    static constexpr Dialect sqliteDialect{functionNames, "corveth_concat", "Like", "corveth_like", &appendParameter};
+    static constexpr Dialect sqliteDialect{.functions = functionNames,
+                                           .concatenate = "corveth_concat",
+                                           .textFunction = {},
+                                           .likeOperator = "Like",
+                                           .likeCollation = {},
+                                           .likeFunction = "corveth_like",
+                                           .appendParameter = &appendParameter,
+                                           .reservedNames = {}};
     return sqliteDialect;
 }
 

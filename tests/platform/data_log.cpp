@@ -1,5 +1,6 @@
 // The log of what callers are not told.
 
+#include "services/schema.h"
 #include "support/temporary_database.h"
 
 #include <gmock/gmock.h>
@@ -72,7 +73,6 @@ TEST_P(DataLog, HasALineForEachWithItsTimeAndNothingThatBreaksIt) {
 TEST_P(DataLog, IsRefusedWhenItCannotBeOpened) {
     const Text begin = "3002 ADODB.Connection: File could not be opened. \"";
     ASSERT_EQ(::mkfifo(folder.file("pipe").c_str(), 0600), 0);
-    std::filesystem::create_hard_link(folder.file("test.db"), folder.file("other name"));
     const struct {
         const char* name;
         const char* file;
@@ -81,14 +81,25 @@ TEST_P(DataLog, IsRefusedWhenItCannotBeOpened) {
         {"no such folder", "none/log", begin + folder.file("none/log") + "\": No such file or directory"},
         {"a folder", ".", begin + folder.file(".") + "\": Is a directory"},
         {"a pipe without a reader", "pipe", begin + folder.file("pipe") + "\": No such device or address"},
-        {"the database itself", "other name", "3001 ADODB.Connection"},
     };
     for (const auto& row : cases) {
         EXPECT_THAT(raised([&] { static_cast<void>(logging(row.file)); }), StartsWith(row.expected)) << row.name;
     }
-    EXPECT_THAT(raised([&] { static_cast<void>(connect("Trace File=" + folder.file("test.db"))); }),
-                StartsWith("3001 ADODB.Connection"));
-    EXPECT_EQ(rows("Select Count(*) From Items"), "0");
+}
+
+/// This engine's database is a file that lines could be appended to.
+class DataLogIntoADatabase : public DataLog {};
+
+TEST_P(DataLogIntoADatabase, IsRefused) {
+    const Text file = folder.file("x.db"), link = folder.file("other name");
+    const Text source = "Provider=SQLite;Data Source=" + file;
+    createDatabase(source);
+    std::filesystem::create_hard_link(file, link);
+    for (const Text& output : {"Log=" + link, "Trace File=" + file}) {
+        EXPECT_THAT(raised([&] { make<Connection>()->open(source + ";" + output); }),
+                    StartsWith("3001 ADODB.Connection"));
+    }
+    EXPECT_EQ(databaseVersion(source), schemaVersion);
 }
 
 TEST_P(DataLog, DisturbsNothingWhenItCannotBeWritten) {
@@ -169,7 +180,10 @@ TEST_P(DataLog, TakesStatementsThatWereSlow) {
     }
 }
 
-TEST_P(DataLog, TakesKeyCountersThatARollbackTookBack) {
+/// This engine's counters are rows, which a rollback takes back.
+class DataLogOfCounters : public DataLog {};
+
+TEST_P(DataLogOfCounters, TakesThoseThatARollbackTookBack) {
     const auto logged = connect("Log=" + path());
     for (const char* sql :
          {"create table Allowed (Id integer)",
@@ -186,6 +200,8 @@ TEST_P(DataLog, TakesKeyCountersThatARollbackTookBack) {
 }
 
 CORVETH_ON_EVERY_ENGINE(DataLog);
+CORVETH_ON_ENGINE("SQLite", DataLogIntoADatabase);
+CORVETH_ON_ENGINE("SQLite", DataLogOfCounters);
 
 } // namespace
 } // namespace corveth::test

@@ -15,7 +15,7 @@ namespace {
 
 class CrmTest : public test::DatabaseTest {};
 
-TEST_F(CrmTest, HandsOutOneContactListAndNoAttachments) {
+TEST_P(CrmTest, HandsOutOneContactListAndNoAttachments) {
     const auto crm = make<CRM>();
     EXPECT_TRUE(crm->get_Contacts());
     EXPECT_EQ(crm->get_Contacts().get(), crm->get_Contacts().get());
@@ -23,7 +23,7 @@ TEST_F(CrmTest, HandsOutOneContactListAndNoAttachments) {
     crm->UseConnection(connection);
 }
 
-TEST_F(CrmTest, AnotherConnectionTakesThePlaceOfTheFirstWhichStaysOpen) {
+TEST_P(CrmTest, AnotherConnectionTakesThePlaceOfTheFirstWhichStaysOpen) {
     auto crm = make<CRM>();
     auto other = make<Connection>();
     other->open(connection->get_ConnectionString());
@@ -34,7 +34,7 @@ TEST_F(CrmTest, AnotherConnectionTakesThePlaceOfTheFirstWhichStaysOpen) {
     EXPECT_EQ(other->get_State(), 0);
 }
 
-TEST_F(CrmTest, EndingItClosesTheConnectionOfTheWholeThread) {
+TEST_P(CrmTest, EndingItClosesTheConnectionOfTheWholeThread) {
     int pumped = 0;
     const auto earlier = setMessagePump([&] { ++pumped; });
     auto crm = make<CRM>();
@@ -56,7 +56,7 @@ TEST_F(CrmTest, EndingItClosesTheConnectionOfTheWholeThread) {
     static_cast<void>(make<CRM>()); // without any connection
 }
 
-TEST_F(CrmTest, EndingItInATransactionLeavesConnectionAndTransactionToTheClient) {
+TEST_P(CrmTest, EndingItInATransactionLeavesConnectionAndTransactionToTheClient) {
     auto crm = make<CRM>();
     crm->UseConnection(connection);
     connection->BeginTrans();
@@ -66,7 +66,7 @@ TEST_F(CrmTest, EndingItInATransactionLeavesConnectionAndTransactionToTheClient)
     connection->RollbackTrans();
 }
 
-TEST_F(CrmTest, EndingItOnAnotherThreadAfterItsOwnHasEndedTouchesNoConnection) {
+TEST_P(CrmTest, EndingItOnAnotherThreadAfterItsOwnHasEndedTouchesNoConnection) {
     Ref<CRM> crm;
     std::thread([&] { crm = make<CRM>(); }).join();
     crm = nullptr;
@@ -74,7 +74,7 @@ TEST_F(CrmTest, EndingItOnAnotherThreadAfterItsOwnHasEndedTouchesNoConnection) {
     EXPECT_EQ(moduleState().SharedConnection, connection);
 }
 
-TEST_F(CrmTest, ReleasedElsewhereItEndsWithItsOwnThread) {
+TEST_P(CrmTest, ReleasedElsewhereItEndsWithItsOwnThread) {
     const auto before = Object::liveCount();
     const Text source = connection->get_ConnectionString();
     std::thread([&] {
@@ -88,7 +88,7 @@ TEST_F(CrmTest, ReleasedElsewhereItEndsWithItsOwnThread) {
     EXPECT_EQ(Object::liveCount(), before);
 }
 
-TEST_F(CrmTest, EachThreadHasAStateOfItsOwn) {
+TEST_P(CrmTest, EachThreadHasAStateOfItsOwn) {
     bool isEmpty = false;
     std::thread([&] { isEmpty = !moduleState().SharedConnection && !moduleState().DbServiceInstance; }).join();
     EXPECT_TRUE(isEmpty);
@@ -124,7 +124,7 @@ private:
     Ref<DbService> standard_ = makeDbService();
 };
 
-TEST_F(CrmTest, AConnectionThatTheServicePutsInPlaceBecomesTheShared) {
+TEST_P(CrmTest, AConnectionThatTheServicePutsInPlaceBecomesTheShared) {
     moduleState().SharedConnection = nullptr;
     moduleState().DbServiceInstance = make<ReplacingService>(connection);
     auto note = make<Note>();
@@ -134,7 +134,7 @@ TEST_F(CrmTest, AConnectionThatTheServicePutsInPlaceBecomesTheShared) {
     EXPECT_EQ(scalar("Select NoteId From Notes"), "NT00000001");
 }
 
-TEST_F(CrmTest, EachQueryAsksTheServiceForItsOwnCursorAndLock) {
+TEST_P(CrmTest, EachQueryAsksTheServiceForItsOwnCursorAndLock) {
     const auto service = make<ReplacingService>(connection);
     moduleState().DbServiceInstance = service;
     const auto note = make<Note>();
@@ -162,12 +162,14 @@ TEST_F(CrmTest, EachQueryAsksTheServiceForItsOwnCursorAndLock) {
     }
 }
 
-TEST_F(CrmTest, TheServiceRemembersTheLastIdItMade) {
+TEST_P(CrmTest, TheServiceRemembersTheLastIdItMade) {
     auto note = make<Note>();
     note->Update();
     note->Update();
     EXPECT_EQ(make<StandardDbService>()->get_LastId(), "NT00000002");
 }
+
+CORVETH_ON_EVERY_ENGINE(CrmTest);
 
 } // namespace
 } // namespace corveth

@@ -1,5 +1,6 @@
 #include "session/item_type.h"
 
+#include "services/schema_text.h"
 #include "session/link_item.h"
 #include "session/linked_items.h"
 #include "support/fixture.h"
@@ -67,7 +68,7 @@ TEST(ItemTypeTest, CodesBecomeNumbersAndNumbersNames) {
 
 class LinkItemTest : public test::DatabaseTest {};
 
-TEST_F(LinkItemTest, AnItemIsLookedUpWhereItsTypeLives) {
+TEST_P(LinkItemTest, AnItemIsLookedUpWhereItsTypeLives) {
     sql("Insert Into ContactMaster (ContactId, CompanyId, Title, FirstName, MiddleName, LastName) Values "
         "('CN00000001', 'CM00000001', 'Dr', 'Ada', '', 'Byron'), ('CM00000001', Null, Null, 'Acme', Null, Null)");
     sql("Insert Into Projects (ID, ItemName, ProjectId, ParentId) Values ('PT00000002', 'Dig', 'PT00000001', 'PT0')");
@@ -101,7 +102,7 @@ TEST_F(LinkItemTest, AnItemIsLookedUpWhereItsTypeLives) {
     }
 }
 
-TEST_F(LinkItemTest, WithoutALookupOrARowTheDescriptionStays) {
+TEST_P(LinkItemTest, WithoutALookupOrARowTheDescriptionStays) {
     const struct {
         const char* id;
         const char* type;
@@ -126,9 +127,10 @@ TEST_F(LinkItemTest, WithoutALookupOrARowTheDescriptionStays) {
     EXPECT_EQ(item->get_ItemTypeAsLink() + "|" + item->get_ItemTypeID() + "|" + item->SourceType, "Bug|None|");
 }
 
-TEST_F(LinkItemTest, DeletingDependantsTakesTheFiveTablesInOrder) {
+TEST_P(LinkItemTest, DeletingDependantsTakesTheFiveTablesInOrder) {
+    const data::Definition definition = wholeDefinition();
     for (const auto* table : {"Attachments", "Reminders", "Notes", "Favourites", "StatusHistory"}) {
-        const Text key = scalar(Text("Select name From pragma_table_info('") + table + "') Where pk=1");
+        const Text key = definition.findTable(table)->key.front();
         sql(Text("Insert Into ") + table + " (" + key + ", LinkId) Values ('A', 'BG00000001'), ('B', 'BG00000002')");
     }
     statements();
@@ -147,6 +149,8 @@ TEST_F(LinkItemTest, DeletingDependantsTakesTheFiveTablesInOrder) {
     EXPECT_EQ(scalar("Select Count(*) From Reminders"), "0") << "what stood before the failure is done";
     EXPECT_EQ(scalar("Select Count(*) From Favourites"), "1") << "what stood behind it is not";
 }
+
+CORVETH_ON_EVERY_ENGINE(LinkItemTest);
 
 } // namespace
 } // namespace corveth

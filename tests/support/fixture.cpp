@@ -1,25 +1,12 @@
 #include "support/fixture.h"
 
 #include "platform/automation/convert.h"
-#include "services/schema.h"
 #include "session/module_state.h"
 
 #include <algorithm>
 #include <fstream>
-#include <sstream>
-#include <stdexcept>
 
 namespace corveth::test {
-
-namespace {
-
-std::filesystem::path temporaryFolder() {
-    Text pattern = (std::filesystem::temp_directory_path() / "corveth-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    return pattern;
-}
-
-} // namespace
 
 void expectFailure(const Failure& expected, const std::function<void()>& action) {
     try {
@@ -35,17 +22,13 @@ void expectFailure(const Failure& expected, const std::function<void()>& action)
     ADD_FAILURE() << "nothing was thrown; expected " << expected.number << " " << expected.text;
 }
 
-DatabaseTest::DatabaseTest() : objectsBefore_(Object::liveCount()), folder_(temporaryFolder()) {}
-
-DatabaseTest::~DatabaseTest() {
-    std::filesystem::remove_all(folder_);
-}
+DatabaseTest::DatabaseTest() : objectsBefore_(Object::liveCount()) {}
 
 void DatabaseTest::SetUp() {
-    const Text source = "Provider=SQLite;Data Source=" + (folder_ / "test.db").string();
-    createDatabase(source);
+    database_ = GetParam().make(true);
+    const Text source = database_->connectionString();
     connection = make<Connection>();
-    connection->open(source + ";Trace File=" + (folder_ / "trace").string() + ";Log=" + (folder_ / "log").string());
+    connection->open(source + ";Trace File=" + folder_.file("trace") + ";Log=" + folder_.file("log"));
     own_ = make<Connection>();
     own_->open(source);
     moduleState().SharedConnection = connection;
@@ -55,11 +38,12 @@ void DatabaseTest::TearDown() {
     moduleState() = {};
     connection = nullptr;
     own_ = nullptr;
+    database_ = nullptr;
     EXPECT_EQ(Object::liveCount(), objectsBefore_) << "objects were left alive";
 }
 
 std::vector<Text> DatabaseTest::statements() {
-    std::ifstream trace(folder_ / "trace");
+    std::ifstream trace(folder_.file("trace"));
     trace.seekg(static_cast<std::streamoff>(traceRead_));
     std::vector<Text> result;
     for (Text line; std::getline(trace, line);) {
@@ -74,7 +58,7 @@ std::vector<Text> DatabaseTest::statements() {
 }
 
 std::vector<Text> DatabaseTest::logged() {
-    std::ifstream log(folder_ / "log");
+    std::ifstream log(folder_.file("log"));
     log.seekg(static_cast<std::streamoff>(logRead_));
     std::vector<Text> result;
     for (Text line; std::getline(log, line);) {
@@ -95,6 +79,22 @@ Text DatabaseTest::scalar(TextView query) {
     rows->open(Text(query), own_, CursorType::staticCopy, LockType::readOnly);
     if (rows->isEmpty()) return "(none)";
     return rows->value(0).isNull() ? "(null)" : toText(rows->value(0));
+}
+
+void DatabaseTest::store(TextView query, const char* column, const Value& value) {
+    auto rows = make<Recordset>();
+    rows->open(Text(query), own_, CursorType::keyset, LockType::optimistic);
+    rows->set(column, value);
+    rows->Update();
+}
+
+void DatabaseTest::refuse(const Refusal& refusal) {
+    for (const Text& statement : GetParam().refuse(refusal))
+        own_->execute(statement);
+}
+
+void DatabaseTest::allow(const Refusal& refusal) {
+    own_->execute(GetParam().allow(refusal));
 }
 
 } // namespace corveth::test

@@ -3,10 +3,11 @@
 #include "platform/automation/error.h"
 #include "platform/data/connection.h"
 #include "platform/data/recordset.h"
+#include "support/engine.h"
+#include "support/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <functional>
 #include <vector>
 
@@ -22,12 +23,11 @@ struct Failure {
 /// Runs `action` and fails the test unless it throws exactly that.
 void expectFailure(const Failure& expected, const std::function<void()>& action);
 
-/// A test with a database of its own, a connection to it that is the thread's shared one, and a record of what is sent.
-/// Fails when a test leaves an object alive.
-class DatabaseTest : public ::testing::Test {
+/// A test on each engine, with a database of its own, a connection to it that is the thread's shared one, and a record
+/// of what is sent. Fails when a test leaves an object alive.
+class DatabaseTest : public ::testing::TestWithParam<Engine> {
 protected:
     DatabaseTest();
-    ~DatabaseTest() override;
     void SetUp() override;
     void TearDown() override;
 
@@ -39,12 +39,17 @@ protected:
     void sql(TextView statement);
     /// The first column of the first row as text; "(none)" without a row, "(null)" for Null.
     Text scalar(TextView query);
+    /// Puts a value into a column of the first row, as no literal of a statement could.
+    void store(TextView query, const char* column, const Value& value);
+    void refuse(const Refusal& refusal);
+    void allow(const Refusal& refusal);
 
     Ref<Connection> connection;
 
 private:
     std::size_t objectsBefore_;
-    std::filesystem::path folder_;
+    TemporaryFolder folder_;
+    std::unique_ptr<TestDatabase> database_;
     Ref<Connection> own_;
     std::size_t traceRead_ = 0;
     std::size_t logRead_ = 0;

@@ -36,9 +36,9 @@ TEST(ConnectionString, NamesAllThatIsWrongAtOnce) {
         const char* expected;
     };
     const Case cases[] = {
-        {"nothing", "", "\"Provider\" is missing (known: SQLite)."},
+        {"nothing", "", "\"Provider\" is missing (known: SQLite, PostgreSQL)."},
         {"an unknown provider", "Provider=Ledger;Data Source=x",
-         "the provider \"Ledger\" is not known (known: SQLite)."},
+         "the provider \"Ledger\" is not known (known: SQLite, PostgreSQL)."},
         {"no file", "provider = sqlite", "\"Data Source\" is missing."},
         {"unknown keywords", "Provider=SQLite;Data Sauce=x;Colour=red",
          "the keyword \"Data Sauce\" is not known; the keyword \"Colour\" is not known; \"Data Source\" is missing."},

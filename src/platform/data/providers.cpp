@@ -1,4 +1,5 @@
 #include "platform/data/provider.h"
+#include "platform/data/postgresql/session.h"
 #include "platform/data/sqlite/session.h"
 
 #include <array>
@@ -6,7 +7,7 @@
 namespace corveth::data {
 
 std::span<const Provider* const> providers() noexcept {
-    static constexpr std::array<const Provider*, 1> known = {&sqlite::provider};
+    static constexpr std::array<const Provider*, 2> known = {&sqlite::provider, &postgresql::provider};
     return known;
 }
 

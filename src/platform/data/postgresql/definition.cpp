@@ -2,6 +2,7 @@
 
 #include "platform/data/dialect.h"
 #include "platform/data/postgresql/dialect.h"
+#include "platform/data/postgresql/key_counter.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -253,6 +254,7 @@ std::vector<Text> definitionStatements(const Definition& definition) {
     };
     const auto add = [&](std::vector<Text> more) { std::ranges::move(more, std::back_inserter(statements)); };
     add(functionStatements());
+    add(keyStatements());
     for (const TableDefinition& table : definition.tables) {
         statements.push_back(tableStatement(table));
         statements.push_back(spellingStatement(table.name, namesOf(table)));

@@ -5,7 +5,6 @@
 #include "platform/data/sqlite/error.h"
 
 #include <algorithm>
-#include <charconv>
 #include <fcntl.h>
 #include <mutex>
 #include <sqlite3.h>
@@ -49,18 +48,6 @@ Text identityOf(const Text& path) {
     return std::to_string(info.stx_dev_major) + ":" + std::to_string(info.stx_dev_minor) + ":" +
            std::to_string(info.stx_ino) + ":" + std::to_string(info.stx_btime.tv_sec) + ":" +
            std::to_string(info.stx_btime.tv_nsec);
-}
-
-std::int64_t highestNumber(std::size_t digits) noexcept {
-    std::int64_t highest = 0;
-    for (std::size_t i = 0; i < digits; ++i)
-        highest = highest * 10 + 9;
-    return highest;
-}
-
-Text padded(std::int64_t number, std::size_t digits) {
-    const Text text = std::to_string(number);
-    return Text(digits - std::min(digits, text.size()), '0') + text;
 }
 
 /// Raises the counter. Takes the last number that this process made, lowest and highest key, length, table and code.
@@ -122,15 +109,6 @@ std::int64_t run(sqlite3* database, sqlite3_stmt* statement) {
     return number;
 }
 
-/// Of a key of the form that is made here; 0 for another.
-std::int64_t numberIn(TextView key, std::size_t codeSize, std::size_t length) noexcept {
-    if (key.size() != length) return 0;
-    std::int64_t number = 0;
-    const auto [end, fault] = std::from_chars(key.data() + codeSize, key.data() + key.size(), number);
-    const bool isDigits = fault == std::errc() && end == key.data() + key.size() && key[codeSize] != '-';
-    return isDigits ? number : 0;
-}
-
 Statement prepared(sqlite3* database, const Text& sql) {
     sqlite3_stmt* statement = nullptr;
     const int code = sqlite3_prepare_v3(database, sql.c_str(), -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
@@ -167,20 +145,13 @@ KeyCounter::Space& KeyCounter::spaceOf(const KeySpace& keys) {
             return space;
         }
     }
-    if (keys.code.empty() || std::cmp_less_equal(keys.length, keys.code.size()) || keys.length > 18) {
-        raise(errors::invalidCall,
-              "no key of " + std::to_string(keys.length) + " characters begins with \"" + Text(keys.code) + "\"",
-              source);
-    }
     const Text code(keys.code);
-    const std::size_t digits = static_cast<std::size_t>(keys.length) - code.size();
     return spaces_.emplace_back(Space{code,
                                       Text(keys.column),
                                       Text(keys.table),
                                       keys.length,
                                       identity_ + "|" + foldCase(keys.table) + "|" + code,
-                                      code + Text(digits, '0'),
-                                      code + Text(digits, '9'),
+                                      KeyForm(keys),
                                       {},
                                       {},
                                       0});
@@ -197,30 +168,26 @@ Text KeyCounter::next(const KeySpace& keys, bool inTransaction, std::int32_t tim
     } else {
         number = raised(space, keys, last, timeout, listener);
     }
-    const std::size_t digits = space.lowest.size() - space.code.size();
-    if (number > highestNumber(digits)) {
-        raise(errors::overflow, "all keys that begin with \"" + space.code + "\" are taken", source);
-    }
+    Text key = space.form.key(number);
     lastNumbers().remember(space.identity, number);
     if (inTransaction) space.given = number;
-    return space.code + padded(number, digits);
+    return key;
 }
 
 std::int64_t KeyCounter::greatest(Space& space, const KeySpace& keys, const StatementListener& listener) {
     if (space.looking == nullptr) space.looking = prepared(main_, lookingStatement(keys));
     sqlite3_stmt* looking = space.looking.get();
     if (listener) {
-        const Parameter shown[] = {TextView(space.lowest), TextView(space.highest)};
+        const Parameter shown[] = {TextView(space.form.lowest()), TextView(space.form.highest())};
         listener(withValues(sqlite3_sql(looking), shown));
     }
-    bindText(looking, 1, space.lowest);
-    bindText(looking, 2, space.highest);
+    bindText(looking, 1, space.form.lowest());
+    bindText(looking, 2, space.form.highest());
     std::int64_t number = 0;
     run(main_, looking, [&] {
         const auto* key = reinterpret_cast<const char*>(sqlite3_column_text(looking, 0));
         if (key == nullptr) return false;
-        number = numberIn(TextView(key, static_cast<std::size_t>(sqlite3_column_bytes(looking, 0))), space.code.size(),
-                          space.lowest.size());
+        number = space.form.numberIn(TextView(key, static_cast<std::size_t>(sqlite3_column_bytes(looking, 0))));
         return number != 0;
     });
     return number;
@@ -244,16 +211,16 @@ std::int64_t KeyCounter::raised(Space& space, const KeySpace& keys, std::int64_t
     sqlite3_stmt* raising = space.raising.get();
     if (listener) {
         const Parameter shown[] = {last,
-                                   TextView(space.lowest),
-                                   TextView(space.highest),
+                                   TextView(space.form.lowest()),
+                                   TextView(space.form.highest()),
                                    std::int64_t{space.length},
                                    TextView(space.table),
                                    TextView(space.code)};
         listener(withValues(sqlite3_sql(raising), shown));
     }
     sqlite3_bind_int64(raising, 1, last);
-    bindText(raising, 2, space.lowest);
-    bindText(raising, 3, space.highest);
+    bindText(raising, 2, space.form.lowest());
+    bindText(raising, 3, space.form.highest());
     sqlite3_bind_int64(raising, 4, space.length);
     bindText(raising, 5, space.table);
     bindText(raising, 6, space.code);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/data/provider.h"
+#include "platform/data/key_space.h"
 
 #include <deque>
 
@@ -45,7 +45,7 @@ private:
         Text code, column, table;
         std::int32_t length;
         Text identity; ///< of the counter, among all of this process
-        Text lowest, highest;
+        KeyForm form;
         Statement looking;  ///< on the main connection
         Statement raising;  ///< on the counter's own
         std::int64_t given; ///< the last number in the open transaction; 0 without one

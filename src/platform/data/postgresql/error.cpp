@@ -1,0 +1,47 @@
+#include "platform/data/postgresql/error.h"
+
+#include <libpq-fe.h>
+
+namespace corveth::data::postgresql {
+
+namespace {
+
+/// The lines of a message, with a blank between them.
+Text onOneLine(TextView message) {
+    Text line;
+    for (const char c : message) {
+        const bool isBlank = c == '\n' || c == '\t' || c == ' ';
+        if (!isBlank) {
+            line += c;
+        } else if (!line.empty() && line.back() != ' ') {
+            line += ' ';
+        }
+    }
+    while (!line.empty() && line.back() == ' ')
+        line.pop_back();
+    return line;
+}
+
+} // namespace
+
+Failure failureOf(const pg_result* result) {
+    const auto field = [result](int code) {
+        const char* text = PQresultErrorField(result, code);
+        return text == nullptr ? Text() : onOneLine(text);
+    };
+    Failure failure{field(PG_DIAG_SQLSTATE), field(PG_DIAG_MESSAGE_PRIMARY)};
+    if (failure.words.empty()) failure.words = onOneLine(PQresultErrorMessage(result));
+    if (const Text detail = field(PG_DIAG_MESSAGE_DETAIL); !detail.empty()) failure.words += ": " + detail;
+    failure.words += failure.state.empty() ? " (PostgreSQL)" : " (PostgreSQL " + failure.state + ")";
+    return failure;
+}
+
+Failure failureOf(const pg_conn* connection) {
+    return {{}, onOneLine(PQerrorMessage(connection)) + " (PostgreSQL)"};
+}
+
+void fail(Text words) {
+    throw Error(errors::engine, "ADODB.Connection", std::move(words));
+}
+
+} // namespace corveth::data::postgresql

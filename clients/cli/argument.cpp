@@ -1,5 +1,6 @@
 #include "cli/argument.h"
 
+#include "cli/files.h"
 #include "cli/names.h"
 #include "cli/record.h"
 
@@ -54,18 +55,6 @@ Variant numberValue(const Json& number, const std::string& type) {
 }
 
 } // namespace
-
-std::string fileContent(const std::string& path) {
-    std::error_code error;
-    if (!std::filesystem::exists(path, error)) throw Failure(53, "corveth", "File not found: " + path);
-    std::ifstream file(path, std::ios::binary);
-    std::string content;
-    if (file && !std::filesystem::is_directory(path, error)) {
-        content.assign(std::istreambuf_iterator<char>(file), {});
-        if (!file.bad()) return content;
-    }
-    throw Failure(75, "corveth", fmt::format("Path/File access error: {}", path));
-}
 
 Variant ArgumentReader::read(const Json& given, const std::string& type, const ClassDescription& owner) const {
     switch (given.type()) {

@@ -33,7 +33,4 @@ private:
     const Labels& labels_;
 };
 
-/// The whole of a file; 53 or 75 that names it.
-std::string fileContent(const std::string& path);
-
 } // namespace corveth::cli

@@ -19,8 +19,10 @@ struct Request {
     std::string method;
     std::string file;
     std::string statement;
+    std::string output;
     std::vector<std::string> arguments;
     bool asJson = false;
+    bool keepsKeys = false;
 };
 
 /// What goes to standard output, and, when the answer is a bad one, to standard error: exit status 1.
@@ -46,6 +48,8 @@ std::string setRecord(const Request& request);
 std::string listMembers(const Request& request);
 std::string callMethod(const Request& request);
 std::string loadFile(const Request& request);
+std::string dumpRows(const Request& request);
+std::string loadRows(const Request& request);
 std::string runStatement(const Request& request);
 Result checkRows(const Request& request);
 

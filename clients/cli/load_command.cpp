@@ -1,11 +1,10 @@
 #include "cli/commands.h"
+#include "cli/files.h"
+#include "cli/progress.h"
 #include "cli/record.h"
 
 #include <fmt/format.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iostream>
 #include <set>
 
 namespace corveth::cli {
@@ -90,6 +89,8 @@ Line readLine(const std::string& text) {
             if (!value.is_array()) refuse("\"call\" must be a list");
             for (const Json& call : value)
                 line.edit.calls.push_back(readCall(call));
+        } else if (name == "corveth" || name == "table" || name == "row" || name == "rows") {
+            refuse("this is of a dump: load it with --keep-keys");
         } else {
             refuse(fmt::format("\"{}\" is none of class, as, set and call", name));
         }
@@ -103,20 +104,19 @@ class Loader {
 public:
     explicit Loader(const Session& session) : session_(session), reader_(session, labels_) {}
 
-    void load(std::istream& lines) {
-        std::string text;
-        while (std::getline(lines, text)) {
-            ++number_;
+    void load(InputFile& file) {
+        Progress progress("load", "records");
+        for (std::string text; file.nextLine(text);) {
+            progress.show(file.bytesRead(), file.size(), records_);
             if (text.find_first_not_of(" \t\r") == std::string::npos) continue;
             try {
                 loadLine(text);
             } catch (const Failure& failure) {
                 throw Failure(failure.number, failure.source,
-                              fmt::format("line {}: {}", number_, failure.description()));
+                              fmt::format("line {}: {}", file.lines(), failure.description()));
             }
             ++records_;
         }
-        if (lines.bad()) throw Failure(75, "corveth", fmt::format("reading failed after line {}", number_));
     }
 
     [[nodiscard]] std::size_t records() const noexcept { return records_; }
@@ -134,30 +134,19 @@ private:
     const Session& session_;
     Labels labels_;
     ArgumentReader reader_;
-    std::size_t number_ = 0;
     std::size_t records_ = 0;
 };
 
 } // namespace
 
 std::string loadFile(const Request& request) {
-    std::ifstream file;
-    const bool isStandardInput = request.file == "-";
-    if (!isStandardInput) {
-        std::error_code error;
-        if (!std::filesystem::exists(request.file, error)) {
-            throw Failure(53, "corveth", "File not found: " + request.file);
-        }
-        file.open(request.file, std::ios::binary);
-        if (!file || std::filesystem::is_directory(request.file, error)) {
-            throw Failure(75, "corveth", "Path/File access error: " + request.file);
-        }
-    }
+    if (request.keepsKeys) return loadRows(request);
+    InputFile file(request.file);
     Library library;
     const Session session(library, request.database);
     Loader loader(session);
     Transaction transaction(session);
-    loader.load(isStandardInput ? std::cin : file);
+    loader.load(file);
     transaction.commit();
 
     if (!request.asJson)

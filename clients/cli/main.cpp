@@ -45,7 +45,23 @@ constexpr const char* loadHelp =
     "as     a label for the key that the record gets\n"
     "\n"
     "A text @LABEL stands for a label's key, @file:PATH for what a file holds, @@ for a plain @.\n"
-    "A new record takes its class's defaults before its properties.";
+    "A new record takes its class's defaults before its properties.\n"
+    "\n"
+    "With --keep-keys the lines are what `corveth dump` wrote, of whatever engine, and the rows keep their keys; a "
+    "key\n"
+    "that is there already, or a dump that is cut off, undoes all.";
+
+constexpr const char* dumpHelp =
+    "A line says what it is, then each row is a JSON object on a line of its own, and the last line counts them:\n"
+    "\n"
+    "  {\"corveth\": \"dump\", \"format\": 1, \"schema\": 1}\n"
+    "  {\"table\": \"Notes\", \"row\": {\"NoteId\": \"NT00000001\", \"Creation\": \"2024-02-29 10:00:00\"}}\n"
+    "  {\"rows\": 1}\n"
+    "\n"
+    "All rows are of one moment, and nothing is rounded. A column that is left out is Null; an amount is a text, "
+    "bytes\n"
+    "are base64, a date is a text, or a day number where the text would not be exact.\n"
+    "FILE gets its name when the dump is complete; a file that is there is replaced only when it is a dump or empty.";
 
 constexpr const char* checkHelp =
     "link       a row whose link names nothing\n"
@@ -82,7 +98,7 @@ public:
         std::ranges::reverse(words); // as the parser takes them
         app_.parse(words);
         for (std::string* text : {&request_.database, &request_.className, &request_.key, &request_.method,
-                                  &request_.file, &request_.statement})
+                                  &request_.file, &request_.statement, &request_.output})
             unmark(*text);
         for (std::string& text : request_.arguments)
             unmark(text);
@@ -175,8 +191,15 @@ private:
         sub = add("load", "Makes records from a file of JSON lines", loadFile);
         addDatabase(sub);
         addText(sub, "FILE", request_.file, "The file; - is standard input");
+        sub->add_flag("--keep-keys", request_.keepsKeys, "Takes the rows of a dump, with their keys");
         addJson(sub, "Prints the number of records, and the key of each label");
         sub->footer(loadHelp);
+
+        sub = add("dump", "Writes all rows as JSON lines that load --keep-keys takes", dumpRows);
+        addDatabase(sub);
+        sub->add_option("-o,--output", request_.output, "Writes to a file instead of standard output")
+            ->type_name("FILE");
+        sub->footer(dumpHelp);
 
         sub = add("sql", "Runs one statement through the data-access layer; rows come as a table", runStatement);
         addDatabase(sub);

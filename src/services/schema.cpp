@@ -12,7 +12,6 @@ namespace corveth {
 namespace {
 
 constexpr const char* source = "Corveth.Schema";
-constexpr TextView versionTable = "SchemaVersion";
 
 /// What a message calls the database.
 TextView nameOf(const data::ConnectionSettings& settings) {

@@ -10,6 +10,8 @@ class Session;
 
 /// The version of the tables that this build works with.
 inline constexpr std::int32_t schemaVersion = 1;
+/// The table that holds it.
+inline constexpr TextView versionTable = "SchemaVersion";
 
 /// Makes the database that `connectionString` names, with all tables, in one transaction; when that fails, nothing is
 /// left of it. Throws 58 with a sentence when there is a database already, of this version or another.

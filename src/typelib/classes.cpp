@@ -17,6 +17,7 @@
 #include "scheduling/scheduling_types.h"
 #include "services/schema.h"
 #include "services/standard_db_service.h"
+#include "services/transfer.h"
 #include "session/crm.h"
 #include "session/financial.h"
 #include "session/link_item.h"
@@ -47,6 +48,7 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         // Services and the desktop.
         &StandardDbService::description,
         &Schema::description,
+        &Transfer::description,
         &TypeLibrary::description,
         &Picture::description,
         &Desktop::description,

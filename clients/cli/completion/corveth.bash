@@ -13,7 +13,7 @@ _corveth() {
     fi
     usage=$("$program" "$command" --help 2>/dev/null) || return
     if [[ $current == -* ]]; then
-        word=$(sed -n '/^Options:/,/^$/s/^  .*\(--[a-z]\{1,\}\).*/\1/p' <<<"$usage")
+        word=$(sed -n '/^Options:/,/^$/s/^  .*\(--[a-z-]\{1,\}\).*/\1/p' <<<"$usage")
         mapfile -t COMPREPLY < <(compgen -W "$word" -- "$current")
         return
     fi

@@ -49,6 +49,29 @@ class Schema(corveth.Object):
         "table": "Notes", "key": "NT00000001", "finding": "...", "problem": true}]`. Reads only. A problem is one unless
         it is a counter, which the next key puts right."""
 
+class Transfer(corveth.Object):
+    """Moves the rows of a database, with their keys, as lines of text that a client writes to a file or reads from
+    one; between engines, too. One dump or load at a time; what fails ends it and undoes what was loaded, and so
+    does the last release. 3704 when none is open, 3705 when one is."""
+    def OpenDump(self, ConnectionString: str | corveth.ByRef) -> None:
+        """Begins a dump: what follows is how the database stands now, whatever is written meanwhile."""
+    def ReadLines(self) -> str:
+        """The next lines, each with its line break: about a megabyte, more where one row is more; empty at the end."""
+    def OpenLoad(self, ConnectionString: str | corveth.ByRef) -> None:
+        """Begins a load, which is one transaction until `Finish`."""
+    def AddLines(self, Lines: str | corveth.ByRef) -> None:
+        """Takes the next lines of a dump, whole ones. What is wrong with a line is said with its number."""
+    def Finish(self) -> None:
+        """Ends a dump, or commits a load. 5 when the load's closing line has not come."""
+    def Cancel(self) -> None:
+        """Ends a dump, or undoes a load; nothing when there is none."""
+    @property
+    def RowCount(self) -> int:
+        """How many rows the dump has in all. They are counted at each reading, which takes a while."""
+    @property
+    def RowsDone(self) -> int:
+        """How many rows of the dump or load were read or taken so far; at its end, of the last one."""
+
 class TypeLibrary(corveth.Object):
     """Tells clients that only load the server what it holds."""
     def ClassNames(self, CreatableOnly: bool = ...) -> str:

@@ -26,12 +26,13 @@ class ManualPage(unittest.TestCase):
         told = {}
         for heading in re.findall(r"^\.It Ic (.*)", page, re.MULTILINE):
             command, *words = heading.split()
-            told[command] = {word for word in words if word.isupper() or word == "-json"}
+            told[command] = {word for word in words if word.isupper() or word.startswith("-")}
         self.assertEqual(set(told), set(commands()))
         for command in commands():
             text = help_of(command)
             taken = set(re.findall(r"[A-Z]+", re.search(r"^Usage: \S+ \S+ \[OPTIONS\](.*)", text, re.MULTILINE)[1]))
-            taken |= {option[1:] for option in re.findall(r"^  .*?(--[a-z]+) ", text, re.MULTILINE)} - {"-help"}
+            for option, value in re.findall(r"^  .*?-(-[a-z-]+)(?: ([A-Z]+))? ", text, re.MULTILINE):
+                taken |= {option, value} - {"-help", ""}
             self.assertEqual(told[command], taken, command)
 
 
@@ -71,6 +72,7 @@ class Completion(unittest.TestCase):
             ("commands", [""], [*commands(), "--help", "--version"]),
             ("a command begun", ["intro"], ["introspect"]),
             ("options of a command", ["show", "x.db", "--"], ["--help", "--json"]),
+            ("an option in two words", ["load", "--k"], ["--keep-keys"]),
             ("no option that the command has not", ["set", "x.db", "--"], ["--help"]),
             ("a database is a file", ["show", ""], None),
             ("classes", ["introspect", ""], [line.removeprefix("prjCorveth.") for line in classes.split()]),

@@ -1,0 +1,123 @@
+#include "cli/files.h"
+
+#include "common/late_bound.h"
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
+#include <system_error>
+#include <unistd.h>
+
+namespace corveth::cli {
+
+using client::Failure;
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void failAccess(const std::string& what, int cause = 0) {
+    const std::string why = cause == 0 ? std::string() : ": " + std::generic_category().message(cause);
+    throw Failure(75, "corveth", fmt::format("Path/File access error: {}{}", what, why));
+}
+
+/// Fails for a file that is not there or cannot be read.
+std::ifstream openedFile(const std::string& path) {
+    std::error_code error;
+    if (!fs::exists(path, error)) throw Failure(53, "corveth", "File not found: " + path);
+    std::ifstream file(path, std::ios::binary);
+    if (!file || fs::is_directory(path, error)) failAccess(path);
+    return file;
+}
+
+bool mayBeReplaced(const std::string& path, std::string_view beginning) {
+    std::ifstream file(path, std::ios::binary);
+    std::string first(beginning.size(), '\0');
+    file.read(first.data(), static_cast<std::streamsize>(first.size()));
+    if (file.bad() || !file.is_open()) failAccess(path, errno);
+    return file.gcount() == 0 || first == beginning;
+}
+
+} // namespace
+
+std::string fileContent(const std::string& path) {
+    std::ifstream file = openedFile(path);
+    std::string content(std::istreambuf_iterator<char>(file), {});
+    if (file.bad()) failAccess(path);
+    return content;
+}
+
+InputFile::InputFile(const std::string& path) : source_(&std::cin) {
+    if (path == "-") return;
+    file_ = openedFile(path);
+    source_ = &file_;
+    std::error_code error;
+    if (fs::is_regular_file(path, error)) size_ = fs::file_size(path, error);
+    if (error) size_ = 0;
+}
+
+bool InputFile::nextLine(std::string& line) {
+    if (!std::getline(*source_, line)) {
+        if (source_->bad()) throw Failure(75, "corveth", fmt::format("reading failed after line {}", lines_));
+        return false;
+    }
+    ++lines_;
+    bytesRead_ += line.size() + 1;
+    return true;
+}
+
+OutputFile::OutputFile(const std::string& path, std::string_view beginning)
+    : path_(path == "-" ? "" : path), file_(STDOUT_FILENO) {
+    if (path_.empty()) return;
+    std::error_code error;
+    const auto status = fs::status(path, error);
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        file_ = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+        if (file_ < 0) failAccess(path, errno);
+        return;
+    }
+    if (fs::exists(status)) {
+        if (!mayBeReplaced(path, beginning))
+            throw Failure(58, "corveth",
+                          fmt::format("File already exists: {} is no dump that could be replaced", path));
+        path_ = fs::canonical(path).string(); // the file that a link leads to, not the link
+    }
+    unfinished_ = path_ + ".part-XXXXXX";
+    file_ = ::mkostemp(unfinished_.data(), O_CLOEXEC); // for its owner only
+    if (file_ < 0) failAccess(path, errno);
+}
+
+OutputFile::~OutputFile() {
+    if (file_ > STDERR_FILENO) ::close(file_);
+    if (!unfinished_.empty()) ::unlink(unfinished_.c_str());
+}
+
+void OutputFile::fail(int cause) const {
+    failAccess(path_.empty() ? "standard output" : path_, cause);
+}
+
+void OutputFile::write(std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = ::write(file_, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            fail(errno);
+        }
+    }
+}
+
+void OutputFile::complete() {
+    if (unfinished_.empty()) return;
+    // On the disk before it takes the place of an older one.
+    if (::fsync(file_) != 0) fail(errno);
+    if (::close(std::exchange(file_, STDOUT_FILENO)) != 0) fail(errno);
+    if (::rename(unfinished_.c_str(), path_.c_str()) != 0) fail(errno);
+    unfinished_.clear();
+}
+
+} // namespace corveth::cli

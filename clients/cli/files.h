@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace corveth::cli {
+
+/// The whole of a file; 53 or 75 that names it.
+std::string fileContent(const std::string& path);
+
+/// A file to be read line by line; `-` is standard input. 53 or 75 that names it.
+class InputFile {
+public:
+    explicit InputFile(const std::string& path);
+
+    /// False at the end. 75 when reading fails.
+    bool nextLine(std::string& line);
+    [[nodiscard]] std::uint64_t lines() const noexcept { return lines_; }
+    [[nodiscard]] std::uint64_t bytesRead() const noexcept { return bytesRead_; }
+    /// Of the file, in bytes; 0 when nobody knows.
+    [[nodiscard]] std::uint64_t size() const noexcept { return size_; }
+
+private:
+    std::ifstream file_;
+    std::istream* source_;
+    std::uint64_t lines_ = 0, bytesRead_ = 0, size_ = 0;
+};
+
+/// What is written to it stands under its name when it is complete; until then the name is what it was before, and a
+/// file that is never completed is taken away. Only its owner may read it.
+class OutputFile {
+public:
+    /// An empty `path` or `-` is standard output. Replaces a file only when it is empty or begins with `beginning`,
+    /// else 58; 75 when it cannot be made.
+    OutputFile(const std::string& path, std::string_view beginning);
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    /// 75 with the system's words.
+    void write(std::string_view text);
+    void complete();
+
+private:
+    [[noreturn]] void fail(int cause) const;
+
+    std::string path_;
+    std::string unfinished_; ///< the name until it is complete; empty where it is written in place
+    int file_;
+};
+
+} // namespace corveth::cli

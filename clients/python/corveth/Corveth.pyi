@@ -65,9 +65,8 @@ class Transfer(corveth.Object):
         """Ends a dump, or commits a load. 5 when the load's closing line has not come."""
     def Cancel(self) -> None:
         """Ends a dump, or undoes a load; nothing when there is none."""
-    @property
-    def RowCount(self) -> int:
-        """How many rows the dump has in all. They are counted at each reading, which takes a while."""
+    def CountRows(self) -> int:
+        """How many rows the dump has in all; looking takes a while."""
     @property
     def RowsDone(self) -> int:
         """How many rows of the dump or load were read or taken so far; at its end, of the last one."""

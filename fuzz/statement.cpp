@@ -6,6 +6,7 @@
 #include "platform/data/characters.h"
 #include "platform/data/column_value.h"
 #include "platform/data/dialect.h"
+#include "platform/data/like.h"
 #include "platform/data/literals.h"
 #include "platform/data/sqlite/dialect.h"
 #include "platform/data/sqlite/key_counter.h"

@@ -4,6 +4,8 @@
 #include "platform/automation/date.h"
 #include "platform/automation/error.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -24,7 +26,25 @@ constexpr std::array boundaryWords = std::to_array<TextView>({
 static_assert(std::ranges::is_sorted(boundaryWords));
 /// Of them, those that are functions before a bracket.
 constexpr std::array functionWords = std::to_array<TextView>({"left", "replace", "right"});
-constexpr std::array boundarySymbols = std::to_array<TextView>({",", "=", "<", ">", "<=", ">=", "<>", "!=", "==", ";"});
+constexpr std::array comparisons = std::to_array<TextView>({"=", "<", ">", "<=", ">=", "<>", "!=", "=="});
+/// Words of conditions that leave the place before and after them what it is. Sorted.
+constexpr std::array conditionWords =
+    std::to_array<TextView>({"and", "between", "escape", "exists", "in", "is", "like", "not", "or"});
+/// Of them, those whose other side is a value. Sorted.
+constexpr std::array valueWords = std::to_array<TextView>({"between", "escape", "exists", "in", "is", "like"});
+/// Words that may follow the terms of an Order By. Sorted.
+constexpr std::array afterTerms =
+    std::to_array<TextView>({"except", "intersect", "limit", "offset", "returning", "union"});
+/// The same, where they begin what is said of a window's rows. Sorted.
+constexpr std::array frameWords = std::to_array<TextView>({"groups", "range", "rows"});
+
+template <std::size_t size>
+bool isOneOf(const std::array<TextView, size>& words, const Token& token) {
+    return token.kind == TokenKind::word && std::ranges::binary_search(words, TextView(foldCase(token.raw)));
+}
+bool isComparison(const Token& token) {
+    return token.kind == TokenKind::symbol && std::ranges::find(comparisons, token.raw) != comparisons.end();
+}
 
 /// Brackets within brackets; engines give up at about a hundred, and each level takes some of our stack.
 constexpr std::size_t deepest = 500;
@@ -71,8 +91,7 @@ private:
     [[nodiscard]] bool isBoundary(std::size_t i) const {
         if (i == 0) return true; // the statement's own word, also where it could name a function
         const Token& token = tokens_[i];
-        if (token.kind == TokenKind::symbol)
-            return std::ranges::find(boundarySymbols, token.raw) != boundarySymbols.end();
+        if (token.kind == TokenKind::symbol) return token.is(",") || token.is(";") || isComparison(token);
         if (token.kind != TokenKind::word || afterDot(i)) return false;
         const Text word = foldCase(token.raw);
         if (!std::ranges::binary_search(boundaryWords, TextView(word))) return false;
@@ -100,25 +119,146 @@ private:
         return i;
     }
 
-    void renderLevel(std::size_t begin, std::size_t end) {
+    /// Where one bracket, Case or statement has come to.
+    struct Level {
+        std::size_t end;
+        bool isCondition;           ///< a condition stands here
+        bool isSearchedCase;        ///< its When takes a condition
+        bool termBegins = true;     ///< not the other side of a comparison or the like
+        bool afterLogical = false;  ///< And, Or or Not came before
+        bool betweenIsOpen = false; ///< the next And is Between's
+        bool inTerms = false;       ///< of an Order By
+        bool termHasBegun = false;  ///< the three are of the term
+        bool isDescending = false;
+        bool saysNullOrder = false;
+    };
+
+    void renderLevel(std::size_t begin, std::size_t end, bool isCondition = false) {
+        Level level{
+            .end = end, .isCondition = isCondition, .isSearchedCase = begin < end && tokens_[begin].isWord("when")};
         std::size_t lastRun = out_.size();
         std::size_t i = begin;
+        bool directly = false; // no boundary since the last run
         while (i < end) {
             const std::size_t runEnd = endOfRun(i, end);
             if (runEnd > i) {
+                const bool afterDirection =
+                    i > begin && (tokens_[i - 1].isWord("asc") || tokens_[i - 1].isWord("desc"));
+                if (directly || afterDirection) beginAfterRun(level, i);
                 lastRun = out_.size();
-                renderRun(i, runEnd);
+                renderPlaced(level, i, runEnd, directly);
+                level.termHasBegun = directly = true;
                 i = runEnd;
             }
             if (i == end || !isBoundary(i)) continue;
             const bool negated = tokens_[i].isWord("not") && i + 1 < end && tokens_[i + 1].isWord("like");
             if (negated || (tokens_[i].isWord("like") && !afterDot(i))) {
                 i = renderLike(negated ? i + 2 : i + 1, end, negated, lastRun);
+                level.afterLogical = level.termBegins = false;
             } else {
-                emit(i++);
+                i = renderBoundary(level, i);
+                directly = false;
                 lastRun = out_.size();
             }
         }
+        finishTerm(level);
+    }
+
+    /// A word that follows an operand: of an Order By's term, or a name without As.
+    void beginAfterRun(Level& level, std::size_t i) {
+        if (!level.inTerms) return;
+        if (tokens_[i].isWord("nulls")) level.saysNullOrder = true;
+        if (isOneOf(frameWords, tokens_[i])) {
+            finishTerm(level);
+            level.inTerms = false;
+        }
+    }
+
+    std::size_t renderBoundary(Level& level, std::size_t i) {
+        const Token& token = tokens_[i];
+        const bool isValueWord = isComparison(token) || isOneOf(valueWords, token);
+        if (level.inTerms && (token.is(",") || token.is(";") || isOneOf(afterTerms, token))) {
+            finishTerm(level);
+            level.inTerms = token.is(",");
+        }
+        if (token.isWord("desc")) level.isDescending = true;
+        if (token.isWord("by") && i > 0 && tokens_[i - 1].isWord("order")) {
+            level.inTerms = true;
+            level.termHasBegun = level.isDescending = level.saysNullOrder = false;
+        }
+
+        if (token.isWord("is")) return renderIs(level, i);
+        const bool isBetweens = token.isWord("and") && level.betweenIsOpen;
+        const bool isOperator = token.isWord("not") && i + 1 < level.end && isOneOf(valueWords, tokens_[i + 1]) &&
+                                !tokens_[i + 1].isWord("exists");
+        level.afterLogical =
+            !isBetweens && !isOperator && (token.isWord("and") || token.isWord("or") || token.isWord("not"));
+        level.termBegins = !isBetweens && !isOperator && !isValueWord;
+        if (token.isWord("between")) level.betweenIsOpen = true;
+        if (isBetweens) level.betweenIsOpen = false;
+        if (!isValueWord && !isOneOf(conditionWords, token)) level.isCondition = beginsCondition(level, i);
+        emit(i);
+        return i + 1;
+    }
+
+    [[nodiscard]] bool beginsCondition(const Level& level, std::size_t i) const {
+        const Token& token = tokens_[i];
+        if (token.isWord("on")) return i + 1 < level.end && !tokens_[i + 1].isWord("conflict");
+        return token.isWord("where") || token.isWord("having") || (token.isWord("when") && level.isSearchedCase);
+    }
+
+    /// Is compares with Null alone on some engines; the other form is known to all.
+    std::size_t renderIs(Level& level, std::size_t i) {
+        level.termBegins = level.afterLogical = false;
+        const bool negated = i + 1 < level.end && tokens_[i + 1].isWord("not");
+        const std::size_t next = negated ? i + 2 : i + 1;
+        const bool isDistinct = next + 1 < level.end && tokens_[next].isWord("distinct");
+        if (!isDistinct && (next >= level.end || tokens_[next].isWord("null"))) {
+            put(negated ? "Is Not" : "Is");
+            return next;
+        }
+        put(negated == isDistinct ? "Is Not Distinct From" : "Is Distinct From");
+        return isDistinct ? next + 2 : next;
+    }
+
+    void finishTerm(Level& level) {
+        if (level.inTerms && level.termHasBegun && dialect_.ordersNullLast && !level.saysNullOrder)
+            put(level.isDescending ? "Nulls Last" : "Nulls First");
+        level.termHasBegun = level.isDescending = level.saysNullOrder = false;
+    }
+
+    /// A run in its place: a value where a condition is expected becomes one.
+    void renderPlaced(const Level& level, std::size_t begin, std::size_t end, bool directly) {
+        if (directly && end == begin + 1 && tokens_[begin].kind == TokenKind::text) {
+            putName(tokens_[begin].content());
+            return;
+        }
+        if (directly || !isBareCondition(level, end)) {
+            renderRun(begin, end);
+            return;
+        }
+        const bool isBracket = tokens_[begin].is("(") && partner_[begin] + 1 == end;
+        if (isBracket &&
+            !(begin + 1 < end && (tokens_[begin + 1].isWord("select") || tokens_[begin + 1].isWord("with")))) {
+            emit(begin);
+            renderLevel(begin + 1, end - 1, true);
+            emit(end - 1);
+            return;
+        }
+        put("(");
+        renderRun(begin, end);
+        put("<> 0 )");
+    }
+
+    [[nodiscard]] bool isBareCondition(const Level& level, std::size_t next) const {
+        if (!dialect_.hasConditions || !level.termBegins) return false;
+        if (next >= level.end) return level.isCondition || level.afterLogical;
+        const Token& token = tokens_[next];
+        if (token.isWord("isnull") || token.isWord("notnull") || token.isWord("not") || isComparison(token) ||
+            isOneOf(valueWords, token)) {
+            return false;
+        }
+        return level.isCondition || level.afterLogical || token.isWord("and") || token.isWord("or");
     }
 
     void renderRun(std::size_t begin, std::size_t end) {
@@ -134,12 +274,21 @@ private:
         put("(");
         std::size_t piece = begin;
         for (const std::size_t joint : joints) {
-            renderElements(piece, joint);
+            renderText(piece, joint);
             put(",");
             piece = joint + 1;
         }
-        renderElements(piece, end);
+        renderText(piece, end);
         put(")");
+    }
+
+    void renderText(std::size_t begin, std::size_t end) {
+        if (!dialect_.textFunction.empty()) {
+            put(dialect_.textFunction);
+            put("(");
+        }
+        renderElements(begin, end);
+        if (!dialect_.textFunction.empty()) put(")");
     }
 
     void renderElements(std::size_t begin, std::size_t end) {
@@ -159,22 +308,25 @@ private:
     /// The pattern begins at `begin`; what is compared was rendered from `lastRun` on.
     std::size_t renderLike(std::size_t begin, std::size_t end, bool negated, std::size_t lastRun) {
         const std::size_t runEnd = endOfRun(begin, end);
+        Text compared = out_.substr(lastRun);
+        if (!dialect_.textFunction.empty()) compared = fmt::format(" {} ({} )", dialect_.textFunction, compared);
+        out_.resize(lastRun);
         if (runEnd == begin + 1 && tokens_[begin].kind == TokenKind::text) {
             if (const auto pattern = enginePattern(tokens_[begin].content())) {
+                out_ += compared;
+                if (!dialect_.likeCollation.empty()) put(dialect_.likeCollation);
                 if (negated) put("Not");
                 put(dialect_.likeOperator);
                 put(*pattern);
                 return runEnd;
             }
         }
-        Text compared = out_.substr(lastRun);
-        out_.resize(lastRun);
         if (negated) put("Not");
         put(dialect_.likeFunction);
         put("(");
         out_ += compared;
         put(",");
-        renderRun(begin, runEnd);
+        renderText(begin, runEnd);
         put(")");
         return runEnd;
     }
@@ -207,15 +359,20 @@ private:
         const Token& token = tokens_[i];
         switch (token.kind) {
         case TokenKind::word:
-            put(engineWord(i));
+            if (isReservedName(i)) {
+                putName(token.raw);
+            } else {
+                put(engineWord(i));
+            }
             break;
-        case TokenKind::name: {
-            Text name;
-            appendQuotedName(name, token.name());
-            put(name);
+        case TokenKind::name:
+            putName(token.name());
             break;
-        }
         case TokenKind::text: {
+            if (i > 0 && tokens_[i - 1].isWord("as") && !afterDot(i - 1)) {
+                putName(token.content());
+                break;
+            }
             Text literal;
             appendTextLiteral(literal, token.content());
             put(literal);
@@ -233,10 +390,17 @@ private:
             break;
         }
         case TokenKind::number:
-        case TokenKind::symbol:
             put(token.raw);
             break;
+        case TokenKind::symbol:
+            put(token.is("==") ? "=" : token.raw);
+            break;
         }
+    }
+
+    [[nodiscard]] bool isReservedName(std::size_t i) const {
+        if (dialect_.reservedNames.empty() || beforeSymbol(i, "(")) return false;
+        return std::ranges::binary_search(dialect_.reservedNames, TextView(foldCase(tokens_[i].raw)));
     }
 
     /// What the engine calls a word; a part of a qualified name is never anything but a name.
@@ -254,6 +418,12 @@ private:
         return token.raw;
     }
 
+    void putName(TextView name) {
+        Text quoted;
+        appendQuotedName(quoted, dialect_.foldsNames ? foldCase(name) : Text(name));
+        put(quoted);
+    }
+
     /// A blank between any two tokens keeps `- -` from becoming a comment.
     void put(TextView piece) {
         if (!out_.empty() && piece != "." && out_.back() != '.') out_ += ' ';
@@ -267,93 +437,10 @@ private:
     Text out_;
 };
 
-char folded(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
-std::size_t characterLength(TextView text) noexcept {
-    std::size_t length = 1;
-    while (length < text.size() && (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U)
-        ++length;
-    return length;
-}
-
-bool sameCharacter(TextView a, TextView b) noexcept {
-    return a.size() == b.size() && std::ranges::equal(a, b, {}, folded, folded);
-}
-
-/// Whether `character` is one of the bracket's list; `list` is what stands between the brackets.
-bool inList(TextView character, TextView list) noexcept {
-    const bool negated = !list.empty() && list.front() == '!';
-    if (negated) list.remove_prefix(1);
-    bool found = false;
-    while (!list.empty()) {
-        const TextView first = list.substr(0, characterLength(list));
-        list.remove_prefix(first.size());
-        if (list.size() > 1 && list.front() == '-') {
-            list.remove_prefix(1);
-            const TextView last = list.substr(0, characterLength(list));
-            list.remove_prefix(last.size());
-            // Code points in order are their bytes in order.
-            found = found || (compareNoCase(first, character) <= 0 && compareNoCase(character, last) <= 0);
-        } else {
-            found = found || sameCharacter(first, character);
-        }
-    }
-    return found != negated;
-}
-
-/// The length of the pattern's first item when it matches the text's first character; 0 when it does not.
-std::size_t matchOne(TextView character, TextView pattern) noexcept {
-    switch (pattern.front()) {
-    case '?':
-        return 1;
-    case '#':
-        return character.front() >= '0' && character.front() <= '9' ? 1 : 0;
-    case '[': {
-        const std::size_t close = pattern.find(']', 1);
-        if (close == TextView::npos) break;
-        return inList(character, pattern.substr(1, close - 1)) ? close + 1 : 0;
-    }
-    default:
-        break;
-    }
-    const std::size_t length = characterLength(pattern);
-    return sameCharacter(character, pattern.substr(0, length)) ? length : 0;
-}
-
 } // namespace
 
 Text translate(std::span<const Token> tokens, const Dialect& dialect) {
     return Translator(tokens, dialect).run();
-}
-
-bool likeMatches(TextView text, TextView pattern) noexcept {
-    // After a `*` it is enough to remember where it stood: a later one makes an earlier one's choice final.
-    bool hasStar = false;
-    TextView starText, starPattern;
-    while (!text.empty()) {
-        if (!pattern.empty() && pattern.front() == '*') {
-            pattern.remove_prefix(1);
-            hasStar = true;
-            starText = text;
-            starPattern = pattern;
-            continue;
-        }
-        const TextView character = text.substr(0, characterLength(text));
-        const std::size_t matched = pattern.empty() ? 0 : matchOne(character, pattern);
-        if (matched != 0) {
-            text.remove_prefix(character.size());
-            pattern.remove_prefix(matched);
-        } else if (hasStar) {
-            starText.remove_prefix(characterLength(starText));
-            text = starText;
-            pattern = starPattern;
-        } else {
-            return false;
-        }
-    }
-    return pattern.find_first_not_of('*') == TextView::npos;
 }
 
 void appendQuotedName(Text& out, TextView name) {

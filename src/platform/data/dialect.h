@@ -33,10 +33,6 @@ struct Dialect {
 /// hundreds deep.
 [[nodiscard]] Text translate(std::span<const Token> tokens, const Dialect& dialect);
 
-/// The desktop's Like: `*` any text, `?` one character, `#` one digit, `[a-z]` one of, `[!a-z]` none of; without
-/// regard to ASCII case.
-[[nodiscard]] bool likeMatches(TextView text, TextView pattern) noexcept;
-
 /// `name` between quotes that no engine takes for anything else.
 void appendQuotedName(Text& out, TextView name);
 /// `text` as a literal of the dialect and of every engine.

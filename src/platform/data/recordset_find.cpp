@@ -2,7 +2,7 @@
 
 #include "platform/automation/convert.h"
 #include "platform/data/column_value.h"
-#include "platform/data/dialect.h"
+#include "platform/data/like.h"
 #include "platform/data/guarded.h"
 #include "platform/data/recordset.h"
 #include "platform/data/row_shape.h"

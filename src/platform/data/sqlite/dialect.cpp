@@ -1,6 +1,7 @@
 #include "platform/data/sqlite/dialect.h"
 
 #include "platform/automation/convert.h"
+#include "platform/data/like.h"
 #include "platform/data/sqlite/error.h"
 #include "platform/desktop/clock.h"
 
@@ -79,7 +80,7 @@ void concatenate(sqlite3_context* context, Arguments arguments) {
 
 void like(sqlite3_context* context, Arguments arguments) {
     if (isNull(arguments[0]) || isNull(arguments[1])) return;
-    sqlite3_result_int(context, likeMatches(asText(arguments[0]), asText(arguments[1])) ? -1 : 0);
+    sqlite3_result_int(context, likeMatches(asText(arguments[0]), asText(arguments[1])) ? 1 : 0);
 }
 
 void left(sqlite3_context* context, Arguments arguments) {

@@ -25,7 +25,8 @@ Text connectionStringOf(const Text& database) {
 Text buildMark() {
     Dl_info library{};
     if (dladdr(reinterpret_cast<const void*>(&createDatabase), &library) == 0) throw std::runtime_error("no library");
-    return fmt::format("{:x}", std::filesystem::last_write_time(library.dli_fname).time_since_epoch().count());
+    const auto written = std::filesystem::last_write_time(library.dli_fname).time_since_epoch().count();
+    return fmt::format("{:x}", static_cast<std::uint64_t>(written)); // which is negative, and no part of a name then
 }
 
 /// The name of the database that others are copied from, made by whoever comes first.

@@ -287,7 +287,7 @@ private:
             put(dialect_.textFunction);
             put("(");
         }
-        renderElements(begin, end);
+        renderRun(begin, end);
         if (!dialect_.textFunction.empty()) put(")");
     }
 

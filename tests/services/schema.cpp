@@ -1,44 +1,34 @@
 #include "services/schema.h"
 
+#include "platform/automation/convert.h"
 #include "platform/data/recordset.h"
+#include "support/temporary_database.h"
+
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
 
 namespace corveth {
 namespace {
 
 namespace fs = std::filesystem;
 
-class SchemaTest : public testing::Test {
+/// On each engine, with a place for a database where nothing is yet.
+class SchemaTest : public testing::TestWithParam<test::Engine> {
 protected:
-    SchemaTest() {
-        std::string pattern = testing::TempDir() + "corveth-schema-XXXXXX";
-        folder_ = mkdtemp(pattern.data());
-    }
-    ~SchemaTest() override { fs::remove_all(folder_); }
-
-    [[nodiscard]] fs::path file() const { return folder_ / "x.db"; }
-    [[nodiscard]] Text database() const { return "Provider=SQLite;Data Source=" + file().string(); }
-    [[nodiscard]] std::size_t filesInFolder() const {
-        return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder_), fs::directory_iterator()));
-    }
-
+    [[nodiscard]] Text source() const { return database->connectionString(); }
     [[nodiscard]] Ref<Connection> open() const {
         auto connection = make<Connection>();
-        connection->open(database());
+        connection->open(source());
         return connection;
     }
     void execute(TextView sql) const { open()->execute(sql); }
     /// The rows of a statement, their values as text and joined by bars.
-    [[nodiscard]] std::vector<Text> rows(TextView sql) const {
+    [[nodiscard]] static std::vector<Text> rows(TextView sql, const Ref<Connection>& connection) {
         auto recordset = make<Recordset>();
-        recordset->open(Text(sql), open(), CursorType::staticCopy, LockType::readOnly);
+        recordset->open(Text(sql), connection, CursorType::staticCopy, LockType::readOnly);
         std::vector<Text> result;
         for (; !recordset->get_EOF(); recordset->MoveNext()) {
             Text row;
@@ -50,97 +40,78 @@ protected:
         }
         return result;
     }
+    [[nodiscard]] std::vector<Text> rows(TextView sql) const { return rows(sql, open()); }
+    void createVersion(const Text& version) const {
+        createDatabase(source());
+        execute("Update SchemaVersion Set Version = " + version);
+    }
 
-    fs::path folder_;
+    std::unique_ptr<test::TestDatabase> database = GetParam().make(false);
 };
 
-TEST_F(SchemaTest, aNewDatabaseIsStampedPrivateAndUsable) {
-    createDatabase(database());
-    EXPECT_EQ(databaseVersion(database()), schemaVersion);
-    EXPECT_NO_THROW(checkDatabase(database()));
-    EXPECT_EQ(fs::status(file()).permissions() & fs::perms::all, fs::perms::owner_read | fs::perms::owner_write);
-    EXPECT_EQ(filesInFolder(), 1U);
+TEST_P(SchemaTest, aNewDatabaseIsStampedAndUsable) {
+    createDatabase(source());
+    EXPECT_EQ(databaseVersion(source()), schemaVersion);
+    EXPECT_NO_THROW(checkDatabase(source()));
     EXPECT_THAT(rows("Select Version From SchemaVersion"), testing::ElementsAre("1"));
 }
 
-TEST_F(SchemaTest, refusesToMakeWhereThereIsSomething) {
-    const auto version = [this](int number) {
-        createDatabase(database());
-        execute("Update SchemaVersion Set Version = " + std::to_string(number));
-    };
+TEST_P(SchemaTest, refusesToMakeWhereThereIsSomething) {
     const struct {
         const char* name;
         std::function<void()> given;
         const char* expected;
     } cases[] = {
-        {"this version", [&] { version(schemaVersion); }, "x.db has its tables already, of version 1."},
-        {"newer", [&] { version(7); }, "of version 7, which is newer than this build's 1."},
-        {"other tables", [&] { version(1), execute("drop table SchemaVersion"); }, "none of the tables of this system"},
-        {"no database", [&] { std::ofstream(file()) << "Dear diary, this is not a database at all."; },
-         "file is not a database"},
+        {"this version", [&] { createVersion("1"); }, " has its tables already, of version 1."},
+        {"newer", [&] { createVersion("7"); },
+         " has its tables already, of version 7, which is newer than this build's 1."},
+        {"other tables", [&] { createVersion("1"), execute("drop table SchemaVersion"); },
+         " exists already and has none of the tables of this system."},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        fs::remove(file());
+        database->remove();
         row.given();
-        const auto before = fs::file_size(file());
-        try {
-            createDatabase(database());
-            ADD_FAILURE() << "was made";
-        } catch (const Error& error) {
-            EXPECT_EQ(error.number, 58);
-            EXPECT_THAT(error.description, testing::HasSubstr(row.expected));
-        }
-        EXPECT_EQ(fs::file_size(file()), before);
+        execute("Insert Into Notes (NoteId) Values ('NT1')");
+        EXPECT_EQ(test::raised([&] { createDatabase(source()); }),
+                  "58 Corveth.Schema: " + database->name() + row.expected);
+        EXPECT_THAT(rows("Select NoteId From Notes"), testing::ElementsAre("NT1"));
     }
 }
 
-TEST_F(SchemaTest, checkTellsWhatKeepsADatabaseFromBeingUsed) {
+TEST_P(SchemaTest, checkTellsWhatKeepsADatabaseFromBeingUsed) {
     const struct {
         const char* name;
         std::function<void()> given;
         std::int32_t number;
         const char* expected;
     } cases[] = {
-        {"no file", [] {}, errors::engine, "x.db"},
-        {"no database", [&] { std::ofstream(file()) << "Dear diary, this is not a database at all."; }, errors::engine,
-         "x.db"},
-        {"no tables", [&] { createDatabase(database()), execute("drop table SchemaVersion"); }, errors::application,
-         "x.db has none of the tables"},
-        {"no version", [&] { createDatabase(database()), execute("Delete From SchemaVersion"); }, errors::application,
-         "has none of the tables"},
-        {"older", [&] { createDatabase(database()), execute("Update SchemaVersion Set Version = -1"); },
-         errors::application, "of version -1, older than"},
-        {"newer", [&] { createDatabase(database()), execute("Update SchemaVersion Set Version = 2"); },
-         errors::application, "of version 2, newer than"},
+        {"no database", [] {}, errors::engine, ""},
+        {"no tables", [&] { createDatabase(source()), execute("drop table SchemaVersion"); }, errors::application,
+         " has none of the tables"},
+        {"no version", [&] { createDatabase(source()), execute("Delete From SchemaVersion"); }, errors::application,
+         " has none of the tables"},
+        {"older", [&] { createVersion("-1"); }, errors::application, " are of version -1, older than"},
+        {"newer", [&] { createVersion("2"); }, errors::application, " are of version 2, newer than"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        fs::remove(file());
+        database->remove();
         row.given();
-        const bool existed = fs::exists(file());
         try {
-            checkDatabase(database());
+            checkDatabase(source());
             ADD_FAILURE() << "was accepted";
         } catch (const Error& error) {
             EXPECT_EQ(error.number, row.number);
             EXPECT_THAT(error.description, testing::HasSubstr(row.expected));
+            EXPECT_THAT(error.description, testing::HasSubstr(database->name()));
         }
-        EXPECT_EQ(fs::exists(file()), existed);
     }
 }
 
-TEST_F(SchemaTest, whatCannotBeMadeLeavesNothingBehind) {
-    fs::create_directory(folder_ / "sub");
-    EXPECT_THROW(createDatabase("Provider=SQLite;Data Source=" + (folder_ / "none" / "x.db").string()), Error);
-    EXPECT_THROW(createDatabase("Provider=SQLite;Data Source=" + (folder_ / "sub").string()), Error);
-    EXPECT_THROW(createDatabase("Provider=SQLite"), Error);
-    EXPECT_EQ(filesInFolder(), 1U);
-}
-
 /// What a statement on the view does to the two tables under it.
-TEST_F(SchemaTest, contactsAreWrittenThroughTheirView) {
-    createDatabase(database());
+TEST_P(SchemaTest, contactsAreWrittenThroughTheirView) {
+    createDatabase(source());
     const struct {
         const char* name;
         const char* statement;
@@ -175,8 +146,8 @@ TEST_F(SchemaTest, contactsAreWrittenThroughTheirView) {
 }
 
 /// No statement that the system sends may read a whole table to find the rows of one key or link.
-TEST_F(SchemaTest, keysAndLinksAreFoundByIndex) {
-    createDatabase(database());
+TEST_P(SchemaTest, keysAndLinksAreFoundByIndex) {
+    createDatabase(source());
     const char* const conditions[] = {
         "Notes Where NoteId",         "Notes Where LinkId",           "Notes Where LinkType",
         "Attachments Where LinkID",   "Reminders Where LinkID",       "Favourites Where LinkID",
@@ -186,10 +157,51 @@ TEST_F(SchemaTest, keysAndLinksAreFoundByIndex) {
         "Projects Where ID",          "Projects Where ParentID",      "Projects Where ProjectId",
         "Products Where ID",          "Products Where ParentId",      "Products Where LinkId",
     };
+    const auto connection = open();
+    if (GetParam().searchByIndex != nullptr) connection->execute(GetParam().searchByIndex);
     for (const char* condition : conditions) {
-        const auto plan = rows("explain query plan Select * From " + Text(condition) + " = 'x'");
-        EXPECT_THAT(plan, testing::Not(testing::Contains(testing::HasSubstr("SCAN")))) << condition;
+        const auto plan = rows(GetParam().plan + ("Select * From " + Text(condition) + " = 'x'"), connection);
+        EXPECT_THAT(plan, testing::Not(testing::Contains(testing::HasSubstr(GetParam().wholeTable)))) << condition;
     }
+}
+
+CORVETH_ON_EVERY_ENGINE(SchemaTest);
+
+/// This engine's databases are files.
+class SchemaFileTest : public testing::Test {
+protected:
+    [[nodiscard]] Text source(TextView file) const { return "Provider=SQLite;Data Source=" + folder.file(file); }
+    [[nodiscard]] std::ptrdiff_t filesInFolder() const {
+        return std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator());
+    }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(SchemaFileTest, isPrivateAndAlone) {
+    createDatabase(source("x.db"));
+    EXPECT_EQ(fs::status(folder.file("x.db")).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(filesInFolder(), 1);
+    EXPECT_NE(test::raised([&] { checkDatabase(source("none.db")); }), "");
+    EXPECT_EQ(filesInFolder(), 1);
+}
+
+TEST_F(SchemaFileTest, isNotMadeOfALetter) {
+    const Text letter = "Dear diary, this is not a database at all.";
+    std::ofstream(folder.file("x.db")) << letter;
+    EXPECT_THAT(test::raised([&] { createDatabase(source("x.db")); }),
+                testing::AllOf(testing::StartsWith("58 "), testing::HasSubstr("file is not a database")));
+    EXPECT_THAT(test::raised([&] { checkDatabase(source("x.db")); }), testing::HasSubstr("x.db"));
+    EXPECT_EQ(fs::file_size(folder.file("x.db")), letter.size());
+}
+
+TEST_F(SchemaFileTest, leavesNothingBehindWhenItCannotBeMade) {
+    fs::create_directory(folder.file("sub"));
+    EXPECT_THROW(createDatabase(source("none/x.db")), Error);
+    EXPECT_THROW(createDatabase(source("sub")), Error);
+    EXPECT_THROW(createDatabase("Provider=SQLite"), Error);
+    EXPECT_EQ(filesInFolder(), 1);
 }
 
 } // namespace

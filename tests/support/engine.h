@@ -18,8 +18,11 @@ public:
     virtual ~TestDatabase() = default;
 
     [[nodiscard]] virtual Text connectionString() const = 0;
-    /// While nobody has it open.
+    /// What messages call it.
+    [[nodiscard]] virtual Text name() const = 0;
+    /// Both while nobody has it open.
     virtual void rename(TextView name) = 0;
+    virtual void remove() = 0;
 };
 
 /// A value as a connection string takes any: in quotes, those within it doubled.
@@ -42,6 +45,11 @@ struct Engine {
     std::unique_ptr<TestDatabase> (*make)(bool tables);
     /// Makes Items (a column of every type), Pieces (a key of two columns) and Numbers (a key that the engine makes).
     std::vector<const char*> tables;
+    /// Makes the engine search by an index though the table is small, where it takes that; `plan` before a query tells
+    /// how it would run, `wholeTable` is its word for a search without one.
+    const char* searchByIndex;
+    const char* plan;
+    const char* wholeTable;
     /// Gives Pieces a column Remark that reads 'none'.
     const char* addColumn;
     std::vector<Text> (*refuse)(const Refusal&);

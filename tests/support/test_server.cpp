@@ -25,8 +25,8 @@ Text connectionStringOf(const Text& database) {
 Text buildMark() {
     Dl_info library{};
     if (dladdr(reinterpret_cast<const void*>(&createDatabase), &library) == 0) throw std::runtime_error("no library");
-    const auto written = std::filesystem::last_write_time(library.dli_fname).time_since_epoch().count();
-    return fmt::format("{:x}", static_cast<std::uint64_t>(written)); // which is negative, and no part of a name then
+    const auto built = std::filesystem::last_write_time(library.dli_fname).time_since_epoch();
+    return fmt::format("{:x}", static_cast<std::uint64_t>(built.count()));
 }
 
 /// The name of the database that others are copied from, made by whoever comes first.
@@ -75,11 +75,15 @@ public:
         }
     }
     [[nodiscard]] Text connectionString() const override { return connectionStringOf(name_); }
+    [[nodiscard]] Text name() const override { return name_; }
     void rename(TextView name) override {
         const Text mark = newName();
         ServerConnection("postgres")
             .run(fmt::format("alter database \"{}\" rename to \"{}{}\"", name_, doubled(name), mark));
         name_ = Text(name) + mark;
+    }
+    void remove() override {
+        ServerConnection("postgres").run(fmt::format("drop database if exists \"{}\" with (force)", doubled(name_)));
     }
 
 private:

@@ -49,6 +49,35 @@ std::size_t parameterNamed(TextView words, std::size_t count) noexcept {
     fail(failure.words);
 }
 
+struct FirstSelect {
+    Text text;
+    std::size_t parameters = 0;
+};
+
+/// Of a statement that joins the rows of several.
+std::optional<FirstSelect> firstSelectOf(const Text& sql) {
+    constexpr std::array joints = std::to_array<TextView>({"union", "except", "intersect"});
+    FirstSelect first;
+    const auto tokens = tokenize(sql);
+    int depth = 0;
+    for (std::size_t i = 0; i < tokens.size(); ++i) {
+        const Token& token = tokens[i];
+        if (token.is("(")) ++depth;
+        if (token.is(")")) --depth;
+        if (token.is("$") && i + 1 < tokens.size()) {
+            std::size_t number = 0;
+            const TextView digits = tokens[i + 1].raw;
+            std::from_chars(digits.data(), digits.data() + digits.size(), number);
+            first.parameters = std::max(first.parameters, number);
+        }
+        if (depth == 0 && std::ranges::any_of(joints, [&](TextView joint) { return token.isWord(joint); })) {
+            first.text = sql.substr(0, static_cast<std::size_t>(token.raw.data() - sql.data()));
+            return first;
+        }
+    }
+    return std::nullopt;
+}
+
 bool isStale(const Failure& failure) noexcept {
     return failure.is(states::stalePlan) || failure.is(states::unknownStatement);
 }
@@ -151,6 +180,7 @@ std::optional<Rows::Variant> Rows::tryPrepare(const std::vector<Oid>& declared, 
         return std::nullopt;
     }
     describe(variant, answers.results.back().get());
+    if (!variant.columns.empty()) describeByFirstSelect(variant, declared);
     return variant;
 }
 
@@ -178,6 +208,21 @@ void Rows::describe(Variant& variant, const pg_result* described) {
         }
         variant.columns.push_back(std::move(column));
     }
+}
+
+void Rows::describeByFirstSelect(Variant& variant, const std::vector<Oid>& declared) {
+    const std::optional<FirstSelect> first = firstSelectOf(sql_);
+    if (!first || first->parameters > declared.size()) return;
+    const Command commands[] = {{.kind = Command::Kind::prepare,
+                                 .name = "",
+                                 .text = first->text.c_str(),
+                                 .types = std::span(declared).first(first->parameters)},
+                                {.kind = Command::Kind::describe, .name = ""}};
+    const Answers answers = session_.run(commands, false);
+    if (answers.failure) return; // it may not stand by itself
+    Variant alone;
+    describe(alone, answers.results.back().get());
+    if (alone.columns.size() == variant.columns.size()) variant.columns = std::move(alone.columns);
 }
 
 void Rows::encode(std::span<const Parameter> parameters) {

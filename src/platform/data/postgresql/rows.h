@@ -47,6 +47,8 @@ private:
     Variant prepare(const std::vector<Oid>& wanted);
     [[nodiscard]] std::optional<Variant> tryPrepare(const std::vector<Oid>& declared, Failure& failure);
     void describe(Variant& variant, const pg_result* described);
+    /// The columns of a Union and the like are what those of its first Select are.
+    void describeByFirstSelect(Variant& variant, const std::vector<Oid>& declared);
     void encode(std::span<const Parameter> parameters);
     void readRows(const Variant& variant, const pg_result* result, std::vector<Value>& cells) const;
     void dropVariants() noexcept;

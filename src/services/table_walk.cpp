@@ -52,10 +52,13 @@ TableWalk::TableWalk(Ref<Connection> connection, const data::Definition& definit
     size_ = fmt::format("{}", fmt::join(sizes, " + "));
     if (isUnique_) {
         std::ranges::transform(table.key, std::back_inserter(by_), inBrackets);
-        order_ = by_;
+        // None is Null. Where a key's index has them last, the rows are read in its order only when this is asked for.
+        std::ranges::transform(by_, std::back_inserter(order_), [](const Text& name) { return name + " Nulls Last"; });
+        lookOrder_ = joined(order_);
         return;
     }
     if (const Text leading = leadingColumn(definition, table); !leading.empty()) by_ = {inBrackets(leading)};
+    lookOrder_ = joined(by_);
     order_ = columns_;
     // Rows that differ in the case of a key alone have a place, too.
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
@@ -102,7 +105,7 @@ void TableWalk::lookAhead() {
     if (!seen_.empty()) statement += " Where " + condition(">");
     if (!by_.empty()) {
         if (!isUnique_) statement += " Group By " + joined(by_);
-        statement += fmt::format(" Order By {} Limit {}", joined(by_), stepsAhead);
+        statement += fmt::format(" Order By {} Limit {}", lookOrder_, stepsAhead);
     }
     auto cells = run(statement, seen_);
 

@@ -35,8 +35,9 @@ private:
 
     Ref<Connection> connection_;
     std::vector<Text> columns_; ///< in brackets, as all names here
-    std::vector<Text> order_;
     std::vector<Text> by_;
+    std::vector<Text> order_; ///< of the rows
+    Text lookOrder_;          ///< of what is looked ahead at
     Text name_, size_;
     bool isUnique_ = false;
     std::deque<Step> ahead_;

@@ -87,6 +87,7 @@ constinit const Provider provider{"PostgreSQL", keywords, requiredWords, &open, 
 
 PostgresSession::PostgresSession(const ConnectionSettings& settings)
     : link_(settings),
+      keepsSnapshot_(settings.isReadOnly),
       catalog_([this](const char* statement, const Text& parameter) { return askCatalog(statement, &parameter); }),
       keys_(*this, settings) {}
 
@@ -107,7 +108,10 @@ std::unique_ptr<Prepared> PostgresSession::prepare(TextView sql, const Statement
     }
     auto rows = std::make_unique<Rows>(*this, Text(sql), use);
     // Anything but a query may change what tables there are.
-    if (isDefinition) schemaChanged();
+    if (isDefinition) {
+        schemaChanged();
+        hasDefined_ = !levels_.empty();
+    }
     return rows;
 }
 
@@ -189,7 +193,8 @@ Answers PostgresSession::run(std::span<const Command> commands, bool changes) {
     if (answers.failure) {
         recover();
     } else {
-        if (changes) {
+        // Beginning anew would also be to look at another moment.
+        if (changes || keepsSnapshot_) {
             level.isFresh = false;
             level.hasChanges = true;
         }
@@ -276,10 +281,13 @@ void PostgresSession::commit(int level) {
     }
     pending_.clear();
     levels_.clear();
+    hasDefined_ = false;
+    newTimeout_.reset();
 }
 
 void PostgresSession::rollback(int level) {
     const bool ended = !endedBecause_.empty();
+    if (hasDefined_) schemaChanged();
     if (level > 1) {
         levels_.pop_back();
         if (ended) return;
@@ -297,6 +305,7 @@ void PostgresSession::rollback(int level) {
     levels_.clear();
     pending_.clear();
     endedBecause_.clear();
+    hasDefined_ = false;
     if (!isOpen) return;
     const Command command{.kind = Command::Kind::control, .text = "rollback"};
     const Answers answers = link_.exchange({&command, 1});

@@ -51,8 +51,10 @@ private:
     Result askCatalog(const char* statement, const Text* parameter);
 
     ServerLink link_;
+    bool keepsSnapshot_; ///< a transaction looks at one moment
     Catalog catalog_;
     KeyCounter keys_;
+    bool hasDefined_ = false; ///< a definition was changed within the open transaction
     std::vector<Level> levels_;
     std::vector<Text> pending_; ///< statements that go with the next round trip
     std::vector<Command> commands_;

@@ -112,13 +112,14 @@ TEST_P(DataLockingTransactions, AreRefusedWhileThereIsAnother) {
 class DataKeys : public DataTransactions {
 protected:
     [[nodiscard]] static Text next(const Ref<Connection>& on) { return on->nextId("NT", 10, "NoteId", "Notes"); }
+    [[nodiscard]] Text lastNumber() const { return rows(GetParam().counter("Notes", "NT")); }
     void areOneMoreThanTheGreatest(bool inTransaction);
 };
 
 void DataKeys::areOneMoreThanTheGreatest(bool inTransaction) {
     struct Case {
         const char* name;
-        const char* statement;
+        Text statement;
         const char* expected;
     };
     const Case cases[] = {
@@ -130,9 +131,8 @@ void DataKeys::areOneMoreThanTheGreatest(bool inTransaction) {
          "('NTABCDEFGH')",
          "NT00000043"},
         {"in another case", "Insert Into Notes (NoteId) Values ('nt00000050')", "NT00000051"},
-        {"a counter that someone raised", "Update IdCounters Set LastNumber=99 Where TableName='Notes'", "NT00000100"},
-        {"a counter that someone lost", "Delete From IdCounters", "NT00000101"},
-        {"rows that someone deleted", "Delete From Notes", "NT00000102"},
+        {"a counter that someone raised", GetParam().setCounter("Notes", "NT", 99), "NT00000100"},
+        {"rows that someone deleted", "Delete From Notes", "NT00000101"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
@@ -162,8 +162,7 @@ TEST_P(DataKeys, AreNotGivenAgainAfterARollback) {
     connection->RollbackTrans();
     EXPECT_EQ(next(connection), "NT00000003");
     connection->RollbackTrans();
-    // What other processes go by.
-    EXPECT_EQ(rows("Select LastNumber From IdCounters Where TableName='Notes' And Code='NT'"), "3");
+    EXPECT_EQ(lastNumber(), "3") << "what other processes go by";
     EXPECT_EQ(next(connect()), "NT00000004");
 }
 
@@ -173,9 +172,9 @@ TEST_P(DataKeys, SayWhatIsWrong) {
     connection->execute("Insert Into Notes (NoteId) Values ('NT99999999')");
     EXPECT_EQ(raised([&] { static_cast<void>(next(connection)); }),
               "6 ADODB.Connection: Overflow: all keys that begin with \"NT\" are taken");
-    connection->execute("drop table IdCounters");
-    EXPECT_THAT(raised([&] { static_cast<void>(next(connection)); }),
-                StartsWith("-2147467259 ADODB.Connection: no such table: IdCounters"));
+    connection->execute("drop table Notes");
+    EXPECT_THAT(raised([&] { static_cast<void>(next(connect())); }),
+                StartsWith("-2147467259 ADODB.Connection: " + GetParam().noTable("Notes")));
 }
 
 TEST_P(DataKeys, AreDifferentForEveryConnectionAndProcess) {
@@ -212,14 +211,27 @@ TEST_P(DataKeys, AreDifferentForEveryConnectionAndProcess) {
     }
     const int rolledBack = processes * 2; // the fifth and the fifteenth of each
     EXPECT_EQ(rows("Select Count(*) From Notes"), std::to_string(processes * keysOfEach - rolledBack));
-    const Text last = rows("Select LastNumber From IdCounters Where TableName='Notes'");
-    EXPECT_EQ(last, std::to_string(processes * keysOfEach)) << "a key that was rolled back is given to nobody else";
+    EXPECT_EQ(lastNumber(), std::to_string(processes * keysOfEach))
+        << "a key that was rolled back is given to nobody else";
+}
+
+/// This engine's counters are rows, which anyone may delete.
+class DataKeysOfRows : public DataKeys {};
+
+TEST_P(DataKeysOfRows, AreNotGivenAgainByWhoRemembersThem) {
+    EXPECT_EQ(next(connection), "NT00000001");
+    connection->execute("Delete From IdCounters");
+    EXPECT_EQ(next(connection), "NT00000002");
+    connection->execute("drop table IdCounters");
+    EXPECT_THAT(raised([&] { static_cast<void>(next(connection)); }),
+                StartsWith("-2147467259 ADODB.Connection: no such table: IdCounters"));
 }
 
 CORVETH_ON_EVERY_ENGINE(DataTransactions);
 CORVETH_ON_ENGINE("SQLite", DataEndedTransactions);
 CORVETH_ON_ENGINE("SQLite", DataLockingTransactions);
 CORVETH_ON_EVERY_ENGINE(DataKeys);
+CORVETH_ON_ENGINE("SQLite", DataKeysOfRows);
 
 } // namespace
 } // namespace corveth::test

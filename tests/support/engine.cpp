@@ -47,6 +47,14 @@ Text allow(const Refusal& it) {
     return Text("drop trigger ") + it.name;
 }
 
+Text counter(TextView table, TextView code) {
+    return fmt::format("Select LastNumber From IdCounters Where TableName='{}' And Code='{}'", table, code);
+}
+
+Text setCounter(TextView table, TextView code, int number) {
+    return fmt::format("Replace Into IdCounters Values ('{}', '{}', {})", table, code, number);
+}
+
 Text noTable(TextView table) {
     return fmt::format("no such table: {}", table);
 }
@@ -74,6 +82,8 @@ const Engine engine = {
     "alter table Pieces add column Remark text default 'none'",
     refuse,
     allow,
+    counter,
+    setCounter,
     noTable,
     noColumn,
     duplicateKey,
@@ -104,6 +114,19 @@ std::vector<Text> refuse(const Refusal& it) {
 
 Text allow(const Refusal& it) {
     return fmt::format("drop function {}() cascade", it.name);
+}
+
+Text sequence(TextView table, TextView code) {
+    return fmt::format("corveth.counter_{}_{}", lower(table), lower(code));
+}
+
+Text counter(TextView table, TextView code) {
+    return "Select last_value From " + sequence(table, code);
+}
+
+Text setCounter(TextView table, TextView code, int number) {
+    return fmt::format("do $$ begin perform corveth.make_counter('{}', '{}'); perform setval('{}', {}, {}); end $$",
+                       table, code, sequence(table, code), std::max(number, 1), number > 0);
 }
 
 Text noTable(TextView table) {
@@ -144,6 +167,8 @@ const Engine engine = {
     "alter table Pieces add column Remark text collate \"C\" default 'none'",
     refuse,
     allow,
+    counter,
+    setCounter,
     noTable,
     noColumn,
     duplicateKey,

@@ -54,6 +54,9 @@ struct Engine {
     const char* addColumn;
     std::vector<Text> (*refuse)(const Refusal&);
     Text (*allow)(const Refusal&);
+    /// A query for the last number that a counter gave, and a statement that sets it.
+    Text (*counter)(TextView table, TextView code);
+    Text (*setCounter)(TextView table, TextView code, int number);
     /// How the engine's words begin.
     Text (*noTable)(TextView table);
     Text (*noColumn)(TextView column);

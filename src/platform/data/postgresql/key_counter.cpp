@@ -51,11 +51,13 @@ constexpr const char* raisingStatement = "select corveth.next_number($1::text::r
 
 std::vector<Text> keyStatements() {
     return {
-        // With its owner's rights, so that whoever may insert can also begin to count.
+        // With its owner's rights, so that whoever may insert can also begin to count. One at a time: to the engine
+        // "if not exists" is a question, not a promise.
         "create function corveth.make_counter(table_name text, code text) returns void language plpgsql "
         "security definer set search_path = pg_catalog, pg_temp as $$\n"
         "declare counter text := 'counter_' || lower(table_name) || '_' || lower(code);\n"
         "begin\n"
+        "  perform pg_advisory_xact_lock('corveth'::regnamespace::oid::int, 0);\n"
         "  execute format('create sequence if not exists corveth.%I', counter);\n"
         "  execute format('comment on sequence corveth.%I is %L', counter, table_name || ' ' || code);\n"
         "  execute format('grant usage, select on sequence corveth.%I to public', counter);\n"

@@ -28,13 +28,17 @@ Text sequenceName(TextView counter) {
     return "corveth." + quotedFolded(counter);
 }
 
-/// The next number of the counter and the greatest key, of those with as many characters as the counter makes.
+/// The next number of the counter and the greatest key, of those with as many characters as the counter makes. The
+/// server is to walk the index from its end, however small the table was when the plan was made: the order is that of
+/// the column, not of what is selected; the bounds stand in the text, so that it can tell how many rows are between
+/// them; and of the condition it believes that nearly every row meets it.
 Text lookingStatement(const KeySpace& keys, const KeyForm& form, const Text& counter) {
-    const Text column = quotedFolded(keys.column);
-    return fmt::format("select nextval({}::regclass), (select {}::text from {} where {} between $1 and $2 and "
-                       "length({}::text) = {} and substr({}::text, {}) !~ '[^0-9]' order by {} desc limit 1)",
-                       literal(counter), column, quotedFolded(keys.table), column, column, form.lowest().size(), column,
-                       form.codeSize() + 1, column);
+    const Text column = quotedFolded(keys.column), table = quotedFolded(keys.table);
+    return fmt::format("select nextval({}::regclass), (select {}::text from {} where {} between {} and {} and "
+                       "case when length({}::text) = {} and substr({}::text, {}) !~ '[^0-9]' then 1 end is not null "
+                       "order by {}.{} desc limit 1)",
+                       literal(counter), column, table, column, literal(form.lowest()), literal(form.highest()), column,
+                       form.lowest().size(), column, form.codeSize() + 1, table, column);
 }
 
 /// For the trace: with the values in their places.
@@ -98,7 +102,7 @@ KeyCounter::Space& KeyCounter::spaceOf(const KeySpace& keys) {
         Space{Text(keys.code), Text(keys.column), Text(keys.table), KeyForm(keys), std::move(counter), nullptr});
 }
 
-void KeyCounter::prepareLooking(Space& space, std::span<const Parameter> range) {
+void KeyCounter::prepareLooking(Space& space) {
     const KeySpace keys{space.code, static_cast<std::int32_t>(space.form.lowest().size()), space.column, space.table};
     const Text statement = lookingStatement(keys, space.form, sequenceName(space.counter));
     const bool isCounted = session_.catalog().hasSequence(space.counter);
@@ -108,17 +112,16 @@ void KeyCounter::prepareLooking(Space& space, std::span<const Parameter> range) 
             fmt::format("select corveth.make_counter({}, {})", literal(space.table), literal(space.code));
         ServerLink(settings_).ask(making.c_str());
     }
-    space.looking = std::make_unique<Rows>(session_, statement, StatementUse{{}, range}, false);
+    space.looking = std::make_unique<Rows>(session_, statement, StatementUse{}, false);
 }
 
 Text KeyCounter::next(const KeySpace& keys, const StatementListener& listener) {
     Space& space = spaceOf(keys);
-    const Parameter range[] = {TextView(space.form.lowest()), TextView(space.form.highest())};
-    if (space.looking == nullptr) prepareLooking(space, range);
-    if (listener) listener(shown(space.looking->text(), range));
+    if (space.looking == nullptr) prepareLooking(space);
+    if (listener) listener(space.looking->text());
     std::vector<Value> row;
     try {
-        space.looking->run(range, &row);
+        space.looking->run({}, &row);
     } catch (const Error&) {
         space.looking.reset(); // the table or the counter may be another one next time
         throw;

@@ -26,7 +26,7 @@ private:
     };
 
     Space& spaceOf(const KeySpace& keys);
-    void prepareLooking(Space& space, std::span<const Parameter> range);
+    void prepareLooking(Space& space);
     /// The counter is behind the keys that are there.
     [[nodiscard]] std::int64_t raised(const Space& space, std::int64_t taken, const StatementListener& listener);
 

@@ -2,9 +2,14 @@
 
 #include "operations.h"
 #include "report.h"
+#include "server_world.h"
+#include "sqlite_world.h"
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
+#include <fmt/format.h>
+#include <span>
 
 namespace {
 
@@ -19,39 +24,94 @@ constexpr Operation operations[] = {
     {"save an existing note, 1,000 in a transaction", Measure::ratio, 1.3, &saveExistingInTransaction},
     {"list the 1,000 notes of a link", Measure::ratio, 1.3, &listOfLink},
     {"list 1,000 contacts", Measure::ratio, 1.4, &contactList},
+    {"load a contact with its company", Measure::ratio, 1.4, &loadContact},
+    {"save a contact, autocommit", Measure::ratio, 1.25, &saveContact},
+    {"save a contact, 200 in a transaction", Measure::ratio, 1.4, &saveContactInTransaction},
+    {"read and store 5 MB of bytes", Measure::ratio, 1.3, &replacePicture},
     {"property get through Invoke", Measure::difference, 100, &propertyGet},
     {"property let through Invoke", Measure::difference, 100, &propertyLet},
     {"method call through Invoke", Measure::difference, 100, &methodCall},
     {"method call with a text through Invoke", Measure::difference, 100, &methodCallWithText},
 };
 
+constexpr Operation serverOperations[] = {
+    {"load a note by key", Measure::ratio, 1.3, &loadCold},
+    {"load a note by key, 500 hot in a transaction", Measure::ratio, 1.3, &loadHot},
+    {"save a new note, autocommit", Measure::ratio, 1.5, &saveNew},
+    {"save a new note, 1,000 in a transaction", Measure::ratio, 1.5, &saveNewInTransaction},
+    {"save an existing note, autocommit", Measure::ratio, 1.5, &saveExisting},
+    {"save an existing note, 1,000 in a transaction", Measure::ratio, 1.5, &saveExistingInTransaction},
+    {"load a contact with its company", Measure::ratio, 1.3, &loadContact},
+    {"save a contact, autocommit", Measure::ratio, 1.5, &saveContact},
+    {"save a contact, 200 in a transaction", Measure::ratio, 1.5, &saveContactInTransaction},
+    {"list the 1,000 notes of a link", Measure::ratio, 1.3, &listOfLink},
+    {"list 1,000 contacts", Measure::ratio, 1.3, &contactList},
+    {"read and store 5 MB of bytes", Measure::ratio, 1.5, &replacePicture},
+};
+
 struct Options {
     Size size;
     int rounds = 51;
     std::string filter;
+    std::string engine;
     std::string folder;
+    std::string server;
     bool isJson = false;
     bool isCpuTime = false;
+
+    [[nodiscard]] Clock clock() const { return isCpuTime ? Clock::cpu : Clock::wall; }
 };
 
-int run(const Options& options) {
-    std::vector<const Operation*> chosen;
-    for (const Operation& operation : operations) {
-        if (std::string_view(operation.name).find(options.filter) != std::string_view::npos)
-            chosen.push_back(&operation);
-    }
-    if (chosen.empty()) throw std::runtime_error("no operation's name holds \"" + options.filter + "\"");
+bool isAskedFor(const Options& options, const Operation& operation) {
+    return std::string_view(operation.name).find(options.filter) != std::string_view::npos;
+}
 
-    const TemporaryFolder folder(options.folder);
-    World world(folder.path(), options.size);
-    const auto results = measure(chosen, world, options.rounds, options.isCpuTime ? Clock::cpu : Clock::wall);
-    world.checkNotes();
-    std::optional<ContactMemory> memory;
-    if (std::string_view("memory per contact").find(options.filter) != std::string_view::npos ||
-        std::ranges::any_of(chosen, [](const Operation* operation) { return operation->make == &contactList; })) {
-        memory = memoryOfContact(world);
+std::vector<const Operation*> chosen(const Options& options, const char* engine, std::span<const Operation> all) {
+    std::vector<const Operation*> operations;
+    if (!options.engine.empty() && options.engine != engine) return operations;
+    for (const Operation& operation : all) {
+        if (isAskedFor(options, operation)) operations.push_back(&operation);
     }
-    std::fputs((options.isJson ? asJson(results, memory) : asTable(results, memory)).c_str(), stdout);
+    return operations;
+}
+
+void measureSqlite(const Options& options, const std::vector<const Operation*>& chosen, Report& report) {
+    SqliteWorld world(options.folder, options.size);
+    report.sqlite = measure(chosen, world, options.rounds, options.clock());
+    world.check();
+    if (std::ranges::any_of(chosen, [](const Operation* operation) { return operation->make == &contactList; })) {
+        report.memory = memoryOfContact(world);
+    }
+}
+
+void measureServer(const Options& options, const std::vector<const Operation*>& chosen, Report& report) {
+    std::string server = options.server;
+    if (server.empty()) {
+        const char* folder = std::getenv("CORVETH_TEST_SERVER"); // NOLINT(concurrency-mt-unsafe): nobody sets it
+        if (folder == nullptr || *folder == '\0') {
+            std::fputs("PostgreSQL is left out: tests/support/server run build/corveth_bench starts a server for it, "
+                       "--server names one.\n",
+                       stderr);
+            return;
+        }
+        server = fmt::format("host='{}' user=corveth dbname=postgres", folder);
+    }
+    ServerWorld world(server, options.server.empty(), options.size);
+    report.server = measure(chosen, world, options.rounds, options.clock());
+    report.serverDescription = world.description();
+    world.check();
+}
+
+int run(const Options& options) {
+    const auto sqlite = chosen(options, "sqlite", operations);
+    const auto server = chosen(options, "postgresql", serverOperations);
+    if (sqlite.empty() && server.empty()) {
+        throw std::runtime_error("no operation's name holds \"" + options.filter + "\"");
+    }
+    Report report;
+    if (!sqlite.empty()) measureSqlite(options, sqlite, report);
+    if (!server.empty()) measureServer(options, server, report);
+    std::fputs((options.isJson ? asJson(report) : asTable(report)).c_str(), stdout);
     return 0;
 }
 
@@ -65,6 +125,11 @@ int parseAndRun(int argc, char** argv) {
         ->check(CLI::PositiveNumber)
         ->capture_default_str();
     app.add_option("--filter", options.filter, "Only operations whose name holds this text");
+    app.add_option("--engine", options.engine, "Only this engine")->check(CLI::IsMember({"sqlite", "postgresql"}));
+    app.add_option(
+        "--server", options.server,
+        "The PostgreSQL server, as psql takes it (\"host=.. user=..\"): two databases are made there for the "
+        "time (default: the one that tests/support/server has started)");
     app.add_option("--notes", options.size.notes, "Notes in the database")
         ->check(CLI::PositiveNumber)
         ->capture_default_str();

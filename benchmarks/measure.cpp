@@ -1,5 +1,7 @@
 #include "measure.h"
 
+#include "world.h"
+
 #include <algorithm>
 #include <ctime>
 #include <fmt/format.h>
@@ -14,10 +16,12 @@ struct Series {
     const Operation* operation;
     Pair pair;
     std::vector<double> ours, raw, figures;
+    double ourTrips = 0, rawTrips = 0; ///< of the last round, for one operation
 };
 
 struct Turn {
     double nanoseconds; ///< for one operation
+    double roundTrips;  ///< the same
     std::size_t bytes;
 };
 
@@ -28,23 +32,27 @@ double now(Clock clock) {
     return static_cast<double>(time.tv_sec) * nanosecondsOfSecond + static_cast<double>(time.tv_nsec);
 }
 
-Turn takeTurn(const Side& side, int count, Clock clock) {
+Turn takeTurn(const Pair& pair, Who who, const World& world, Clock clock) {
+    const Side& side = who == Who::ours ? pair.ours : pair.raw;
     if (side.prepare) side.prepare();
+    const std::uint64_t trips = world.roundTrips(who);
     const double start = now(clock);
     const std::size_t bytes = side.run();
-    return {(now(clock) - start) / count, bytes};
+    const double taken = now(clock) - start;
+    return {taken / pair.count, static_cast<double>(world.roundTrips(who) - trips) / pair.count, bytes};
 }
 
-void addRound(Series& series, bool isOursFirst, Clock clock) {
-    const Pair& pair = series.pair;
+void addRound(Series& series, bool isOursFirst, const World& world, Clock clock) {
     Turn ours{}, raw{};
-    if (isOursFirst) ours = takeTurn(pair.ours, pair.count, clock);
-    raw = takeTurn(pair.raw, pair.count, clock);
-    if (!isOursFirst) ours = takeTurn(pair.ours, pair.count, clock);
+    if (isOursFirst) ours = takeTurn(series.pair, Who::ours, world, clock);
+    raw = takeTurn(series.pair, Who::raw, world, clock);
+    if (!isOursFirst) ours = takeTurn(series.pair, Who::ours, world, clock);
     if (ours.bytes != raw.bytes) {
         throw std::runtime_error(fmt::format("{}: the two sides did not do the same ({} and {} bytes of text)",
                                              series.operation->name, ours.bytes, raw.bytes));
     }
+    series.ourTrips = ours.roundTrips;
+    series.rawTrips = raw.roundTrips;
     series.ours.push_back(ours.nanoseconds);
     series.raw.push_back(raw.nanoseconds);
     series.figures.push_back(series.operation->measure == Measure::ratio ? ours.nanoseconds / raw.nanoseconds
@@ -67,9 +75,9 @@ Spread spreadOf(std::vector<double> values) {
 std::vector<Result> measure(const std::vector<const Operation*>& operations, World& world, int rounds, Clock clock) {
     std::vector<Series> all;
     for (const Operation* operation : operations) {
-        all.push_back({operation, operation->make(world), {}, {}, {}});
+        all.push_back({operation, operation->make(world), {}, {}, {}, 0, 0});
         // Statements are prepared and memory is taken before anything counts.
-        addRound(all.back(), true, clock);
+        addRound(all.back(), true, world, clock);
         all.back().ours.clear();
         all.back().raw.clear();
         all.back().figures.clear();
@@ -82,13 +90,13 @@ std::vector<Result> measure(const std::vector<const Operation*>& operations, Wor
     for (int round = 0; round < rounds; ++round) {
         std::ranges::shuffle(order, random);
         for (const std::size_t i : order)
-            addRound(all[i], random() % 2 == 0, clock);
+            addRound(all[i], random() % 2 == 0, world, clock);
     }
 
     std::vector<Result> results;
     for (const Series& series : all) {
-        results.push_back(
-            {series.operation, spreadOf(series.ours).median, spreadOf(series.raw).median, spreadOf(series.figures)});
+        results.push_back({series.operation, spreadOf(series.ours).median, spreadOf(series.raw).median, series.ourTrips,
+                           series.rawTrips, spreadOf(series.figures)});
     }
     return results;
 }

@@ -43,8 +43,9 @@ struct Spread {
 
 struct Result {
     const Operation* operation;
-    double ours = 0, raw = 0; ///< median nanoseconds for one operation
-    Spread figure;            ///< the ratio or the difference, taken inside each round
+    double ours = 0, raw = 0;          ///< median nanoseconds for one operation
+    double ourTrips = 0, rawTrips = 0; ///< round trips to a server for one operation
+    Spread figure;                     ///< the ratio or the difference, taken inside each round
 };
 
 enum class Clock {

@@ -3,6 +3,7 @@
 #include "session/notes.h"
 
 #include <fmt/format.h>
+#include <random>
 #include <stdexcept>
 
 namespace corveth::bench {
@@ -25,15 +26,14 @@ private:
 /// The keys that a turn is about, made before it is measured.
 class Keys {
 public:
-    Keys(const World& world, int count, int end) : world_(&world), draw_(end), keys_(static_cast<std::size_t>(count)) {}
+    Keys(int count, int end) : draw_(end), keys_(static_cast<std::size_t>(count)) {}
     void draw() {
         for (auto& key : keys_)
-            key = world_->noteId(draw_());
+            key = World::noteId(draw_());
     }
     [[nodiscard]] const std::vector<std::string>& all() const noexcept { return keys_; }
 
 private:
-    const World* world_;
     Draw draw_;
     std::vector<std::string> keys_;
 };
@@ -114,21 +114,22 @@ std::size_t saveAll(const World& world, const Batch& batch, Save&& save) {
     std::size_t bytes = 0;
     for (std::size_t i = 0; i < batch.texts.size(); ++i) {
         const int row = batch.rows[i];
-        bytes += save(batch.isNew ? std::string() : world.noteId(row), world.linkId(row % world.linkCount()),
+        bytes += save(batch.isNew ? std::string() : World::noteId(row), World::linkId(row % world.linkCount()),
                       batch.texts[i]);
     }
     return bytes;
 }
 
 Pair saves(World& world, int count, bool isNew, bool isInTransaction) {
-    const Batch batch{0, count, isNew, isInTransaction, Draw(world.size().notes), {}, {}};
-    // What a turn added goes before the next one, so that the table stays as large as it was.
-    const std::string clear =
-        fmt::format("Delete From Notes Where NoteId > '{}'", world.noteId(world.size().notes - 1));
+    // What one operation wrote is nothing that another finds there already.
+    constexpr int beyondOthers = 100'000'000;
+    const Batch batch{isInTransaction ? beyondOthers : 0, count, isNew, isInTransaction,
+                      Draw(world.size().notes),           {},    {}};
     auto ours = std::make_shared<Batch>(batch), raw = std::make_shared<Batch>(batch);
     return {count,
             {[=, &world] {
-                 if (isNew) world.connection().execute(clear);
+                 // What a turn added goes before the next one, so that the table stays as large as it was.
+                 if (isNew) world.dropNewNotes(Who::ours);
                  ours->prepare();
              },
              [=, &world] {
@@ -138,7 +139,7 @@ Pair saves(World& world, int count, bool isNew, bool isInTransaction) {
                  return bytes;
              }},
             {[=, &world] {
-                 if (isNew) world.rawNotes().execute(clear);
+                 if (isNew) world.dropNewNotes(Who::raw);
                  raw->prepare();
              },
              [=, &world] {
@@ -155,22 +156,23 @@ constexpr int autocommitted = 20, inOneTransaction = 1000;
 
 } // namespace
 
-/// Keys from the whole table, the page cache empty at the beginning; each load is a read transaction of its own.
+/// Keys from the whole table, an engine's page cache in this process empty at the beginning; each load is a read
+/// transaction of its own.
 Pair loadCold(World& world) {
     constexpr int count = 500;
-    auto ours = std::make_shared<Keys>(world, count, world.size().notes);
-    auto raw = std::make_shared<Keys>(world, count, world.size().notes);
+    auto ours = std::make_shared<Keys>(count, world.size().notes);
+    auto raw = std::make_shared<Keys>(count, world.size().notes);
     // The pages are given up when the next read finds the database changed.
     return {count,
             {[=, &world] {
                  world.emptyPageCaches();
-                 loadOurs({world.noteId(0)});
+                 loadOurs({World::noteId(0)});
                  ours->draw();
              },
              [=] { return loadOurs(ours->all()); }},
             {[=, &world] {
                  world.emptyPageCaches();
-                 loadRaw(world.rawNotes(), {world.noteId(0)});
+                 loadRaw(world.rawNotes(), {World::noteId(0)});
                  raw->draw();
              },
              [=, &world] { return loadRaw(world.rawNotes(), raw->all()); }}};
@@ -178,8 +180,8 @@ Pair loadCold(World& world) {
 
 Pair loadHot(World& world) {
     constexpr int count = 4 * hotSet;
-    auto ours = std::make_shared<Keys>(world, count, std::min(hotSet, world.size().notes));
-    auto raw = std::make_shared<Keys>(world, count, std::min(hotSet, world.size().notes));
+    auto ours = std::make_shared<Keys>(count, std::min(hotSet, world.size().notes));
+    auto raw = std::make_shared<Keys>(count, std::min(hotSet, world.size().notes));
     return {count,
             {[=] { ours->draw(); },
              [=, &world] {
@@ -222,7 +224,7 @@ Pair listOfLink(World& world) {
                  std::size_t bytes = 0;
                  for (int i = 0; i < count; ++i) {
                      const auto notes = make<Notes>();
-                     notes->SetLinkFilter(world.linkId((*ours)()));
+                     notes->SetLinkFilter(World::linkId((*ours)()));
                      notes->Populate();
                      bytes += static_cast<std::size_t>(notes->get_Count()) + notes->get_Item(1)->Title.size();
                  }
@@ -231,7 +233,7 @@ Pair listOfLink(World& world) {
             {{}, [=, &world] {
                  std::size_t bytes = 0;
                  for (int i = 0; i < count; ++i) {
-                     const auto notes = world.rawNotes().list(world.linkId((*raw)()));
+                     const auto notes = world.rawNotes().list(World::linkId((*raw)()));
                      bytes += notes.size() + notes.front().title.size();
                  }
                  return bytes;

@@ -16,6 +16,10 @@ Pair listOfLink(World& world);
 
 // Contacts.
 Pair contactList(World& world);
+Pair loadContact(World& world);
+Pair saveContact(World& world);
+Pair saveContactInTransaction(World& world);
+Pair replacePicture(World& world);
 
 /// Bytes of memory that a list of contacts holds for each of them, by its company's object too.
 struct ContactMemory {

@@ -22,43 +22,67 @@ bool isWithin(const Result& result) {
     return result.figure.median <= result.operation->limit;
 }
 
-constexpr const char* row = "{:<46} {:>10} {:>10} {:>8} {:>18} {:>8}{}\n";
+constexpr const char* row = "{:<46} {:>10} {:>10} {:>8} {:>18} {:>8}";
 
-} // namespace
-
-std::string asTable(const std::vector<Result>& results, const std::optional<ContactMemory>& memory) {
-    std::string table = fmt::format(row, "operation", "ours", "raw", "figure", "middle half", "at most", "");
+std::string tableOf(const std::vector<Result>& results, bool hasTrips) {
+    std::string table = fmt::format(row, "operation", "ours", "raw", "figure", "middle half", "at most");
+    table += hasTrips ? "    asked" : "";
     for (const Result& result : results) {
         const Measure measure = result.operation->measure;
         const auto shown = [&](double figure) { return shownFigure(measure, figure); };
-        table +=
-            fmt::format(row, result.operation->name, shownTime(result.ours), shownTime(result.raw),
-                        shown(result.figure.median), shown(result.figure.lower) + " .. " + shown(result.figure.upper),
-                        shown(result.operation->limit), isWithin(result) ? "" : "  over");
+        table += '\n' + fmt::format(row, result.operation->name, shownTime(result.ours), shownTime(result.raw),
+                                    shown(result.figure.median),
+                                    shown(result.figure.lower) + " .. " + shown(result.figure.upper),
+                                    shown(result.operation->limit));
+        if (hasTrips) table += fmt::format(" {:>8}", fmt::format("{:.4g} / {:.4g}", result.ourTrips, result.rawTrips));
+        if (!isWithin(result)) table += "  over";
     }
-    if (memory) {
-        table +=
-            fmt::format("memory per contact with its company: {} bytes, raw {} bytes\n", memory->ours, memory->raw);
-    }
-    return table;
+    return table + '\n';
 }
 
-std::string asJson(const std::vector<Result>& results, const std::optional<ContactMemory>& memory) {
+nlohmann::ordered_json jsonOf(const Result& result, bool hasTrips) {
+    const bool isRatio = result.operation->measure == Measure::ratio;
+    nlohmann::ordered_json json = {{"name", result.operation->name},
+                                   {"measure", isRatio ? "ratio" : "nanoseconds more"},
+                                   {"ours_ns", result.ours},
+                                   {"raw_ns", result.raw},
+                                   {"median", result.figure.median},
+                                   {"lower_quartile", result.figure.lower},
+                                   {"upper_quartile", result.figure.upper},
+                                   {"limit", result.operation->limit},
+                                   {"within", isWithin(result)}};
+    if (hasTrips) {
+        json["our_round_trips"] = result.ourTrips;
+        json["raw_round_trips"] = result.rawTrips;
+    }
+    return json;
+}
+
+} // namespace
+
+std::string asTable(const Report& report) {
+    std::string text;
+    if (!report.sqlite.empty()) text += "SQLite\n" + tableOf(report.sqlite, false);
+    if (report.memory) {
+        text += fmt::format("memory per contact with its company: {} bytes, raw {} bytes\n", report.memory->ours,
+                            report.memory->raw);
+    }
+    if (!report.server.empty()) text += report.serverDescription + '\n' + tableOf(report.server, true);
+    return text;
+}
+
+std::string asJson(const Report& report) {
     nlohmann::ordered_json json;
     json["operations"] = nlohmann::json::array();
-    for (const Result& result : results) {
-        const bool isRatio = result.operation->measure == Measure::ratio;
-        json["operations"].push_back({{"name", result.operation->name},
-                                      {"measure", isRatio ? "ratio" : "nanoseconds more"},
-                                      {"ours_ns", result.ours},
-                                      {"raw_ns", result.raw},
-                                      {"median", result.figure.median},
-                                      {"lower_quartile", result.figure.lower},
-                                      {"upper_quartile", result.figure.upper},
-                                      {"limit", result.operation->limit},
-                                      {"within", isWithin(result)}});
+    for (const Result& result : report.sqlite)
+        json["operations"].push_back(jsonOf(result, false));
+    if (report.memory) json["bytes_per_contact"] = {{"ours", report.memory->ours}, {"raw", report.memory->raw}};
+    if (!report.server.empty()) {
+        json["server"] = report.serverDescription;
+        json["server_operations"] = nlohmann::json::array();
+        for (const Result& result : report.server)
+            json["server_operations"].push_back(jsonOf(result, true));
     }
-    if (memory) json["bytes_per_contact"] = {{"ours", memory->ours}, {"raw", memory->raw}};
     return json.dump(2) + "\n";
 }
 

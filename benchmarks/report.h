@@ -5,9 +5,17 @@
 
 namespace corveth::bench {
 
-/// An aligned table for people.
-std::string asTable(const std::vector<Result>& results, const std::optional<ContactMemory>& memory);
+/// What was measured, by engine.
+struct Report {
+    std::vector<Result> sqlite;
+    std::optional<ContactMemory> memory;
+    std::vector<Result> server;
+    std::string serverDescription;
+};
+
+/// Aligned tables for people.
+std::string asTable(const Report& report);
 /// The same for tools.
-std::string asJson(const std::vector<Result>& results, const std::optional<ContactMemory>& memory);
+std::string asJson(const Report& report);
 
 } // namespace corveth::bench

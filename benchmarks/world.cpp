@@ -1,131 +1,47 @@
 #include "world.h"
 
-#include "services/schema.h"
-
 #include <algorithm>
 #include <fmt/format.h>
 #include <stdexcept>
-#include <system_error>
 
 namespace corveth::bench {
 
 namespace {
 
 constexpr int notesOfLink = 1000;
-constexpr int personsOfCompany = 10;
-
-std::string connectionString(const std::string& file) {
-    return "Provider=SQLite;Data Source=" + file;
-}
-
-void fillNotes(sqlite3* database, const World& world) {
-    RawStatement insert(database, "Insert Into Notes Values (?, ?, 'Contact', ?, ?, '', 45000)");
-    for (int i = 0; i < world.size().notes; ++i) {
-        // The notes of one link lie scattered, as they do when they are written one day after another.
-        const std::string id = world.noteId(i), link = world.linkId(i % world.linkCount());
-        const std::string title = fmt::format("Call back about order {}", i);
-        const std::string text = fmt::format(
-            "Wants a quote by Friday, spoke with the purchasing department, number {} of the running list; next step "
-            "is to send the price list.",
-            i);
-        insert.bind(1, id).bind(2, link).bind(3, title).bind(4, text).run();
-    }
-    executeRaw(database, fmt::format("Insert Into IdCounters Values ('Notes', 'NT', {})", world.size().notes));
-}
-
-std::string companyId(int number) {
-    return fmt::format("CM{:08}", number + 1);
-}
-
-void fillContacts(sqlite3* database, const World& world) {
-    RawStatement master(database, "Insert Into ContactMaster Values (?1, ?2, 'Ms', ?3, 'Marie', ?4, ?5, ?6, 'Buyer', "
-                                  "'Engineer', 'Purchasing', 'Customer', 1, 30000, 'Met at the fair', 'Nobody', Null)");
-    RawStatement details(database,
-                         "Insert Into ContactDetails Values (?1, '22 11 00 11', '99 88 77 66', '22 11 00 12', '12', "
-                         "'22 11 00 13', 'www.example.com', 'astrid', 'Storgata 12', 'Third floor', 'Norway', 'Oslo', "
-                         "'Oslo', '0155', 'Storgata 12, Oslo', 'home@example.com', 'Havnegata 3', 'Gate B', 'Norway', "
-                         "'Vestland', 'Bergen', '5003', 'Havnegata 3, Bergen', 'office@example.com')");
-    const auto add = [&](const std::string& id, const std::string& company, int number, double type) {
-        const std::string first = fmt::format("Astrid {}", number), last = fmt::format("Nygård {}", number);
-        const std::string name = "Ms " + first + " Marie " + last;
-        master.bind(1, id).bind(2, company).bind(3, first).bind(4, last).bind(5, name).bind(6, type).run();
-        details.bind(1, id).run();
-    };
-    const int companies = std::max(1, world.size().contacts / personsOfCompany);
-    for (int i = 0; i < companies; ++i)
-        add(companyId(i), "", i, 0);
-    for (int i = 0; i < world.size().contacts; ++i)
-        add(fmt::format("CN{:08}", i + 1), companyId(i % companies), i, 2);
-}
-
-std::string summaryOfNotes(const std::string& file) {
-    const auto database = openRaw(file);
-    RawStatement sum(database.get(),
-                     "Select count(*) || ' notes, ' || sum(length(NoteId || LinkId || LinkType || Title "
-                     "|| Note || Creator)) || ' characters, greatest key ' || max(NoteId) From Notes");
-    std::string summary;
-    sum.step();
-    sum.read(0, summary);
-    return summary;
-}
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
-    std::string name = ((parent.empty() ? std::filesystem::temp_directory_path() : parent) / "corveth-XXXXXX").string();
-    if (::mkdtemp(name.data()) == nullptr) {
-        throw std::system_error(errno, std::generic_category(), "no folder can be made as " + name);
-    }
-    path_ = name;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-World::World(const std::filesystem::path& folder, const Size& size)
-    : size_(size), ourFile_(folder / "ours.db"), rawFile_(folder / "raw.db") {
-    createDatabase(connectionString(ourFile_));
-    {
-        const auto database = openRaw(ourFile_);
-        executeRaw(database.get(), "Begin");
-        fillNotes(database.get(), *this);
-        fillContacts(database.get(), *this);
-        executeRaw(database.get(), "Commit; PRAGMA wal_checkpoint(TRUNCATE)");
-    }
-    std::filesystem::copy_file(ourFile_, rawFile_);
-
+void World::connect(const std::string& connectionString) {
     connection_ = make<Connection>();
-    connection_->open(connectionString(ourFile_));
+    connection_->open(connectionString);
     crm_ = make<CRM>();
     crm_->UseConnection(connection_);
-    rawNotes_ = std::make_unique<RawNotes>(rawFile_);
-    rawContacts_ = std::make_unique<RawContacts>(rawFile_);
-    for (const auto& file : {ourFile_, rawFile_})
-        others_.push_back(openRaw(file, "NORMAL"));
 }
 
-void World::emptyPageCaches() {
-    for (const auto& other : others_)
-        executeRaw(other.get(), "Update SchemaVersion Set Version = Version");
-}
-
-std::string World::noteId(int number) const {
+std::string World::noteId(int number) {
     return fmt::format("NT{:08}", number + 1);
 }
 
-std::string World::linkId(int number) const {
+std::string World::contactId(int number) {
     return fmt::format("CN{:08}", number + 1);
+}
+
+std::string World::companyId(int number) {
+    return fmt::format("CM{:08}", number + 1);
 }
 
 int World::linkCount() const noexcept {
     return std::max(1, size_.notes / notesOfLink);
 }
 
-void World::checkNotes() const {
-    const std::string ours = summaryOfNotes(ourFile_), raw = summaryOfNotes(rawFile_);
-    if (ours != raw) throw std::runtime_error("the sides saved different notes: " + ours + "; " + raw);
+int World::companyCount() const noexcept {
+    return std::max(1, size_.contacts / personsOfCompany);
+}
+
+void World::check() const {
+    const std::string ours = summary(Who::ours), raw = summary(Who::raw);
+    if (ours != raw) throw std::runtime_error("the sides saved different rows: " + ours + "; " + raw);
 }
 
 } // namespace corveth::bench

@@ -4,8 +4,9 @@
 #include "raw.h"
 #include "session/crm.h"
 
-#include <filesystem>
-#include <random>
+#include <cstdint>
+#include <memory>
+#include <string>
 
 namespace corveth::bench {
 
@@ -14,48 +15,52 @@ struct Size {
     int contacts = 1'000;
 };
 
-/// A folder that goes with its object.
-class TemporaryFolder {
-public:
-    /// Within `parent`, or where the system keeps such things.
-    explicit TemporaryFolder(const std::filesystem::path& parent);
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder();
-    [[nodiscard]] const std::filesystem::path& path() const noexcept { return path_; }
+constexpr int personsOfCompany = 10;
 
-private:
-    std::filesystem::path path_;
-};
+/// The two sides: by the classes, and by the engine's own interface.
+enum class Who { ours, raw };
 
-/// Two databases that begin alike, one for each side, and what both sides reach them through.
+/// Two databases that begin alike, one for each side, and what both sides reach them through. The classes of this
+/// thread use the one that was made last.
 class World {
 public:
-    World(const std::filesystem::path& folder, const Size& size);
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+    virtual ~World() = default;
 
     [[nodiscard]] const Size& size() const noexcept { return size_; }
-    [[nodiscard]] Connection& connection() noexcept { return *connection_; }
-    [[nodiscard]] RawNotes& rawNotes() noexcept { return *rawNotes_; }
-    [[nodiscard]] RawContacts& rawContacts() noexcept { return *rawContacts_; }
+    [[nodiscard]] Connection& connection() const noexcept { return *connection_; }
+    [[nodiscard]] virtual RawNotes& rawNotes() noexcept = 0;
+    [[nodiscard]] virtual RawContacts& rawContacts() noexcept = 0;
 
-    /// Writes to both databases past the connections that are measured, which give up their page caches for it.
-    void emptyPageCaches();
-
-    [[nodiscard]] std::string noteId(int number) const; ///< from 0
-    [[nodiscard]] std::string linkId(int number) const;
+    [[nodiscard]] static std::string noteId(int number); ///< from 0
+    [[nodiscard]] static std::string contactId(int number);
+    [[nodiscard]] static std::string companyId(int number);
+    [[nodiscard]] static std::string linkId(int number) { return contactId(number); }
+    /// A company without members, which only this names.
+    static constexpr const char* pictureId = "CM00000000";
     [[nodiscard]] int linkCount() const noexcept;
+    [[nodiscard]] int companyCount() const noexcept;
 
-    /// Throws when the two databases do not hold the same notes any more.
-    void checkNotes() const;
+    /// Makes the connections that are measured give up the pages they keep, where they keep any.
+    virtual void emptyPageCaches() {}
+    /// Deletes the notes that were added since the beginning.
+    virtual void dropNewNotes(Who who) = 0;
+    /// How often the server was asked and waited for; 0 without a server.
+    [[nodiscard]] virtual std::uint64_t roundTrips(Who /*who*/) const { return 0; }
+
+    /// Throws when the two databases do not hold the same any more.
+    void check() const;
+
+protected:
+    explicit World(const Size& size) : size_(size) {}
+    void connect(const std::string& connectionString);
+    [[nodiscard]] virtual std::string summary(Who who) const = 0;
 
 private:
     Size size_;
-    std::string ourFile_, rawFile_;
     Ref<Connection> connection_;
     Ref<CRM> crm_;
-    std::unique_ptr<RawNotes> rawNotes_;
-    std::unique_ptr<RawContacts> rawContacts_;
-    std::vector<std::unique_ptr<sqlite3, RawClose>> others_;
 };
 
 } // namespace corveth::bench

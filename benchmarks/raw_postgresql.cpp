@@ -1,0 +1,199 @@
+#include "raw_postgresql.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <fmt/format.h>
+#include <stdexcept>
+
+namespace corveth::bench {
+
+namespace {
+
+constexpr int binary = 1;
+
+std::string_view cell(const PGresult* rows, int row, int column) {
+    return {PQgetvalue(rows, row, column), static_cast<std::size_t>(PQgetlength(rows, row, column))};
+}
+
+template <class Number>
+Number numberIn(const PGresult* rows, int row, int column) {
+    std::uint64_t bits = 0;
+    for (const char byte : cell(rows, row, column))
+        bits = bits << 8U | static_cast<unsigned char>(byte);
+    return static_cast<Number>(bits);
+}
+
+void readRow(const PGresult* rows, int row, RawNote& note) {
+    note.id = cell(rows, row, 0);
+    note.linkId = cell(rows, row, 1);
+    note.linkType = cell(rows, row, 2);
+    note.title = cell(rows, row, 3);
+    note.note = cell(rows, row, 4);
+    note.creator = cell(rows, row, 5);
+    note.creation = std::bit_cast<double>(numberIn<std::uint64_t>(rows, row, 6));
+}
+
+} // namespace
+
+RawServer::RawServer(const char* connectionInfo) : connection_(PQconnectdb(connectionInfo)) {
+    if (PQstatus(connection_.get()) != CONNECTION_OK) throw std::runtime_error(PQerrorMessage(connection_.get()));
+    prepare("begin", "begin");
+    prepare("commit", "commit");
+}
+
+RawResult RawServer::checked(PGresult* result) {
+    RawResult kept(result);
+    ++roundTrips_;
+    const auto status = PQresultStatus(result);
+    if (status != PGRES_COMMAND_OK && status != PGRES_TUPLES_OK) {
+        throw std::runtime_error(std::string("the server: ") + PQerrorMessage(connection_.get()));
+    }
+    return kept;
+}
+
+RawResult RawServer::run(const std::string& sql) {
+    return checked(PQexec(connection_.get(), sql.c_str()));
+}
+
+std::string RawServer::firstCell(const std::string& sql) {
+    const RawResult result = run(sql);
+    return PQntuples(result.get()) == 0 ? std::string() : std::string(cell(result.get(), 0, 0));
+}
+
+void RawServer::prepare(const char* name, const char* sql) {
+    checked(PQprepare(connection_.get(), name, sql, 0, nullptr));
+}
+
+RawResult RawServer::run(const char* name, std::initializer_list<const char*> texts) {
+    return checked(PQexecPrepared(connection_.get(), name, static_cast<int>(texts.size()), texts.begin(), nullptr,
+                                  nullptr, binary));
+}
+
+RawResult RawServer::run(const char* name, std::span<const char* const> values, std::span<const int> lengths,
+                         std::span<const int> formats) {
+    return checked(PQexecPrepared(connection_.get(), name, static_cast<int>(values.size()), values.data(),
+                                  lengths.data(), formats.data(), binary));
+}
+
+// --- notes
+
+ServerNotes::ServerNotes(RawServer& server) : server_(server) {
+    server_.prepare("load", "select * from notes where noteid = $1");
+    server_.prepare("insert", "insert into notes (noteid, creator, creation, linkid, linktype, title, note) "
+                              "values ($1, $2, $3, $4, $5, $6, $7)");
+    server_.prepare("update", "update notes set title = $1, note = $2 where noteid = $3");
+    server_.prepare("list", "select * from notes where linkid = $1");
+    // Above any key that was put in behind the counter's back.
+    server_.prepare("next", "select nextval('corveth.counter_notes_nt'), (select noteid from notes where noteid "
+                            "between 'NT00000000' and 'NT99999999' order by noteid desc limit 1)");
+}
+
+bool ServerNotes::load(const std::string& id, RawNote& note) {
+    const RawResult rows = server_.run("load", {id.c_str()});
+    if (PQntuples(rows.get()) == 0) return false;
+    readRow(rows.get(), 0, note);
+    return true;
+}
+
+std::string ServerNotes::newId() {
+    const RawResult rows = server_.run("next", {});
+    const auto number = numberIn<std::int64_t>(rows.get(), 0, 0);
+    const std::string_view greatest = cell(rows.get(), 0, 1);
+    std::int64_t taken = 0;
+    if (!greatest.empty()) std::from_chars(greatest.data() + 2, greatest.data() + greatest.size(), taken);
+    if (number <= taken) throw std::runtime_error("the counter of the notes is behind");
+    return fmt::format("NT{:08}", number);
+}
+
+void ServerNotes::insert(const std::string& id, const RawNote& note) {
+    auto bits = std::bit_cast<std::uint64_t>(today());
+    std::array<char, sizeof bits> creation{};
+    for (auto byte = creation.rbegin(); byte != creation.rend(); ++byte) {
+        *byte = static_cast<char>(bits);
+        bits >>= 8U;
+    }
+    const std::array values = {id.c_str(),          note.creator.c_str(),  static_cast<const char*>(creation.data()),
+                               note.linkId.c_str(), note.linkType.c_str(), note.title.c_str(),
+                               note.note.c_str()};
+    constexpr std::array lengths = {0, 0, static_cast<int>(sizeof bits), 0, 0, 0, 0};
+    constexpr std::array formats = {0, 0, binary, 0, 0, 0, 0};
+    server_.run("insert", values, lengths, formats);
+}
+
+void ServerNotes::update(const RawNote& found, const RawNote& note) {
+    server_.run("update", {note.title.c_str(), note.note.c_str(), found.id.c_str()});
+}
+
+std::vector<RawNote> ServerNotes::list(const std::string& linkId) {
+    const RawResult rows = server_.run("list", {linkId.c_str()});
+    std::vector<RawNote> notes;
+    for (int row = 0; row < PQntuples(rows.get()); ++row)
+        readRow(rows.get(), row, notes.emplace_back());
+    return notes;
+}
+
+// --- contacts
+
+ServerContacts::ServerContacts(RawServer& server) : server_(server) {
+    server_.prepare("persons", "select contactid from contacts where contacttype > 0 order by contactid");
+    server_.prepare("contact", "select * from contacts where contactid = $1");
+    server_.prepare("members", "select contactid from contactmaster where companyid = $1");
+    server_.prepare("rename", "update contacts set lastname = $1, contactname = $2 where contactid = $3");
+    server_.prepare("picture", "select contactid, pic from contactmaster where contactid = $1");
+    server_.prepare("set picture", "update contactmaster set pic = $1 where contactid = $2");
+}
+
+void ServerContacts::loadRow(const std::string& id, RawContact& contact) {
+    const RawResult rows = server_.run("contact", {id.c_str()});
+    if (PQntuples(rows.get()) == 0) return;
+    if (PQnfields(rows.get()) != RawContact::columnCount) {
+        throw std::runtime_error("the contacts have other columns than were expected");
+    }
+    for (std::size_t column = 0; column < contact.texts.size(); ++column) {
+        const int number = static_cast<int>(column);
+        if (column == RawContact::contactType) {
+            contact.type = numberIn<int>(rows.get(), 0, number);
+        } else if (column == RawContact::showInTaskList) {
+            contact.isInTaskList = numberIn<int>(rows.get(), 0, number);
+        } else {
+            contact.texts[column] = cell(rows.get(), 0, number);
+        }
+    }
+}
+
+void ServerContacts::load(const std::string& id, RawContact& contact) {
+    loadRow(id, contact);
+    contact.company = std::make_unique<RawContact>();
+    if (const auto& company = contact.texts[RawContact::companyId]; !company.empty()) {
+        loadRow(company, *contact.company);
+    }
+    contact.isUsed = PQntuples(server_.run("members", {id.c_str()}).get()) == 0;
+}
+
+void ServerContacts::save(const RawContact& contact) {
+    const auto& texts = contact.texts;
+    const std::string& id = texts[RawContact::contactId];
+    loadRow(id, found_);
+    server_.run("rename", {texts[RawContact::lastName].c_str(), texts[RawContact::name].c_str(), id.c_str()});
+}
+
+std::size_t ServerContacts::replacePicture(const std::string& id, std::span<const std::byte> bytes) {
+    const RawResult rows = server_.run("picture", {id.c_str()});
+    const std::string key(cell(rows.get(), 0, 0)), picture(cell(rows.get(), 0, 1));
+    const std::array values = {reinterpret_cast<const char*>(bytes.data()), key.c_str()};
+    const std::array lengths = {static_cast<int>(bytes.size()), 0};
+    constexpr std::array formats = {binary, 0};
+    server_.run("set picture", values, lengths, formats);
+    return picture.size();
+}
+
+std::vector<std::string> ServerContacts::personIds() {
+    const RawResult rows = server_.run("persons", {});
+    std::vector<std::string> ids;
+    for (int row = 0; row < PQntuples(rows.get()); ++row)
+        ids.emplace_back(cell(rows.get(), row, 0));
+    return ids;
+}
+
+} // namespace corveth::bench

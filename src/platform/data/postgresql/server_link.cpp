@@ -39,10 +39,15 @@ constexpr std::array keepalive = std::to_array<Keyword>({
     {"tcp_user_timeout", "60000"},
 });
 
+/// With which a server that goes down takes its leave, some of it as a mere warning.
+constexpr TextView leaving = "57P";
+
 /// Everything else that a server remarks is of no interest to a program.
 void keepEnd(void* last, const PGresult* notice) {
     const char* severity = PQresultErrorField(notice, PG_DIAG_SEVERITY_NONLOCALIZED);
-    const bool isEnd = severity != nullptr && (TextView(severity) == "FATAL" || TextView(severity) == "PANIC");
+    const char* state = PQresultErrorField(notice, PG_DIAG_SQLSTATE);
+    const bool isEnd = (severity != nullptr && (TextView(severity) == "FATAL" || TextView(severity) == "PANIC")) ||
+                       (state != nullptr && TextView(state).starts_with(leaving));
     if (isEnd) *static_cast<Text*>(last) = failureOf(notice).words;
 }
 
@@ -130,8 +135,12 @@ ServerLink::State ServerLink::state() const noexcept {
     }
 }
 
+Text ServerLink::lossWords() const {
+    return "The connection to the server is lost and has to be opened again: " + lostBecause_;
+}
+
 void ServerLink::requireConnection() const {
-    if (!lostBecause_.empty()) fail("The connection to the server is lost: " + lostBecause_);
+    if (!lostBecause_.empty()) fail(lossWords());
 }
 
 void ServerLink::requireAlive() {
@@ -147,7 +156,7 @@ void ServerLink::requireAlive() {
 
 void ServerLink::lose(Text words) {
     if (!lostBecause_.empty()) return;
-    if (words.empty()) words = lastNotice_;
+    if (!lastNotice_.empty()) words = lastNotice_; // the library only knows that nobody is there any more
     if (words.empty()) words = failureOf(connection_.get()).words;
     lostBecause_ = std::move(words);
 }
@@ -157,8 +166,8 @@ void ServerLink::require(int succeeded) {
 }
 
 Answers ServerLink::exchange(std::span<const Command> commands) {
-    requireConnection();
-    deadline_ = timeout_ > 0 ? Clock::now() + std::chrono::seconds(timeout_) + grace : Clock::time_point::max();
+    requireAlive(); // nothing is sent of which nobody would know what became of it
+    renewDeadline();
     ++roundTrips_;
     const std::size_t discarded = discarded_.size();
     sendDiscarded();
@@ -184,10 +193,7 @@ Answers ServerLink::exchange(std::span<const Command> commands) {
     }
     newControls_.clear();
     receive(answers.failure); // the end of them all
-    if (!lostBecause_.empty()) {
-        if (!answers.failure) answers.failure = Failure{{}, lostBecause_};
-        lostBecause_ = answers.failure->words;
-    }
+    if (!lostBecause_.empty()) answers.failure = Failure{{}, lossWords()};
     return answers;
 }
 
@@ -261,7 +267,8 @@ Result ServerLink::receive(std::optional<Failure>& failure) {
         case PGRES_BAD_RESPONSE:
             if (!failure) failure = failureOf(result.get());
             kept = nullptr;
-            if (PQstatus(connection_.get()) == CONNECTION_BAD) lose(failure->words);
+            keepEnd(&lastNotice_, result.get());
+            if (PQstatus(connection_.get()) == CONNECTION_BAD) lose(failureOf(result.get()).words);
             break;
         case PGRES_PIPELINE_ABORTED:
             kept = nullptr;
@@ -275,6 +282,10 @@ Result ServerLink::receive(std::optional<Failure>& failure) {
     }
 }
 
+void ServerLink::renewDeadline() {
+    deadline_ = timeout_ > 0 ? Clock::now() + std::chrono::seconds(timeout_) + grace : Clock::time_point::max();
+}
+
 void ServerLink::await(bool reading) {
     pg_conn* const connection = connection_.get();
     while (lostBecause_.empty()) {
@@ -286,12 +297,17 @@ void ServerLink::await(bool reading) {
         int milliseconds = -1;
         if (deadline_ != Clock::time_point::max()) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
-            if (left.count() <= 0) return lose("the server does not answer (PostgreSQL)");
+            if (left.count() <= 0) {
+                return lose(
+                    fmt::format("the server has not answered for {} seconds (PostgreSQL)", timeout_ + grace.count()));
+            }
             milliseconds = static_cast<int>(left.count());
         }
         const int ready = ::poll(&waiting, 1, milliseconds);
         if (ready < 0 && errno != EINTR) return lose(std::generic_category().message(errno));
         if (ready > 0 && PQconsumeInput(connection) == 0) return lose({});
+        // A slow line is no silent server, which limits the time of what it does by itself.
+        if (ready > 0) renewDeadline();
     }
 }
 

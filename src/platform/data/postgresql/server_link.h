@@ -81,6 +81,7 @@ private:
 
     void configure(const ConnectionSettings& settings);
     void requireConnection() const;
+    [[nodiscard]] Text lossWords() const;
     void send(const Command& command);
     void sendDiscarded();
     void sendOnce(const char* statement);
@@ -88,6 +89,7 @@ private:
     void require(int succeeded);
     /// All results of one command; the last is kept.
     Result receive(std::optional<Failure>& failure);
+    void renewDeadline();
     /// Until there is something to read, or all is sent.
     void await(bool reading);
     void lose(Text words);

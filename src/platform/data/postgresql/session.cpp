@@ -228,7 +228,8 @@ void PostgresSession::endTransaction(const Text& why) {
 }
 
 void PostgresSession::requireTransaction() const {
-    if (endedBecause_.empty()) return;
+    // Without a connection that is all there is to say.
+    if (endedBecause_.empty() || link_.state() == ServerLink::State::lost) return;
     fail("The engine has ended the transaction: " + endedBecause_);
 }
 
@@ -247,6 +248,7 @@ void PostgresSession::commit(int level) {
     requireTransaction();
     const Level ended = levels_.back();
     if (level > 1) {
+        link_.requireAlive();
         const Text begun = fmt::format("savepoint level{}", level);
         if (isUnsent(begun)) {
             pending_.pop_back();

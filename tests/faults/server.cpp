@@ -56,6 +56,10 @@ struct Ending {
     const char* words;
     void (*happens)(const OwnServer&);
     bool endsServer = true;
+    /// Instead, when a process of the server has no time for its own.
+    const char* shortWords = words;
+
+    [[nodiscard]] auto saysSo() const { return testing::AnyOf(HasSubstr(words), HasSubstr(shortWords)); }
 };
 
 /// Processes that serve connections to the test's database, by the server's own list.
@@ -71,9 +75,9 @@ const Ending endings[] = {
     {"AServerThatIsShutDown", "terminating connection due to administrator command (PostgreSQL 57P01)",
      [](const OwnServer& server) { server.end(SIGINT); }},
     {"AServerThatIsShutDownAtOnce", "terminating connection due to immediate shutdown command (PostgreSQL 57P01)",
-     [](const OwnServer& server) { server.end(SIGQUIT); }},
+     [](const OwnServer& server) { server.end(SIGQUIT); }, true, "server closed the connection unexpectedly"},
     {"AMachineThatGoesOff", "server closed the connection unexpectedly",
-     [](const OwnServer& server) { server.crash(); }},
+     [](const OwnServer& server) { server.crash(); }, true, "unexpected postmaster exit"},
     {"AServerThatIsKilled", "terminating connection due to unexpected postmaster exit (PostgreSQL 57P01)",
      [](const OwnServer& server) { server.kill(); }},
     {"AnotherConnectionThatCrashes", "terminating connection because of crash of another server process",
@@ -85,7 +89,7 @@ const Ending endings[] = {
          ASSERT_TRUE(eventually([&] { return !raised([&] { watching->execute("Select 1"); }).empty(); }));
          ASSERT_TRUE(eventually([&] { return raised([&] { askServer(server, "Select 1"); }).empty(); }));
      },
-     false},
+     false, "server closed the connection unexpectedly"},
     {"AnAdministratorWhoCutsIt", "terminating connection due to administrator command (PostgreSQL 57P01)",
      [](const OwnServer& server) {
          askServer(server, "Select pg_terminate_backend(pid, 60000) " + connectionsOf("faults"));
@@ -110,7 +114,7 @@ TEST_P(ServerFault, BetweenCallsIsSaidByTheNextAndPasses) {
             connection = connect(database);
         const auto& [idle, reading, busy, committing, editing, deleting] = all;
         const auto fails = [&](const char* what, const auto& action) {
-            EXPECT_THAT(raised(action), AllOf(HasSubstr(ending.words), Not(HasSubstr(isUnsure)))) << what;
+            EXPECT_THAT(raised(action), AllOf(ending.saysSo(), Not(HasSubstr(isUnsure)))) << what;
         };
         crm->UseConnection(busy);
         busy->BeginTrans();
@@ -152,7 +156,7 @@ TEST_P(ServerFault, BetweenCallsIsSaidByTheNextAndPasses) {
         busy->RollbackTrans();
         EXPECT_EQ(busy->transactionLevel(), 0);
         fails("note after a rollback", [] { saveNote("lostnote", "e"); });
-        EXPECT_THAT(raised([&] { committing->CommitTrans(); }), HasSubstr(ending.words));
+        EXPECT_THAT(raised([&] { committing->CommitTrans(); }), ending.saysSo());
         committing->RollbackTrans();
         fails("changed row", [&] { rows->Update(); });
         rows->CancelUpdate();
@@ -164,7 +168,7 @@ TEST_P(ServerFault, BetweenCallsIsSaidByTheNextAndPasses) {
         });
         contact->DeleteContact(true);
         setMessageBoxHandler(earlier);
-        EXPECT_THAT(box, HasSubstr(ending.words));
+        EXPECT_THAT(box, ending.saysSo());
         EXPECT_EQ(deleting->transactionLevel(), 0);
         rows->Close();
         for (const auto& connection : all)

@@ -43,10 +43,12 @@ function(corveth_add_tests target)
   target_link_libraries(${target} PRIVATE corveth_options corveth GTest::gtest_main GTest::gmock SQLite::SQLite3
                         PkgConfig::libpq ${CMAKE_DL_LIBS} fmt::fmt nlohmann_json::nlohmann_json)
   corveth_precompile(${target} <gtest/gtest.h> <gmock/gmock.h>)
+  # One value each: a list would come apart on its way through the discovery.
+  set(server "ENVIRONMENT;CORVETH_SERVER=${CMAKE_BINARY_DIR}/prjCorveth.so")
   gtest_discover_tests(${target} TEST_FILTER -*/PostgreSQL* NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
-                       PROPERTIES ENVIRONMENT "${CORVETH_TEST_ENVIRONMENT}" TIMEOUT 300)
+                       PROPERTIES ${server} TIMEOUT 300)
   gtest_discover_tests(${target} TEST_FILTER */PostgreSQL* NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
-                       PROPERTIES ENVIRONMENT "${CORVETH_TEST_ENVIRONMENT};CORVETH_TEST_SERVER=${CORVETH_TEST_SERVER}"
+                       PROPERTIES ${server} ENVIRONMENT_MODIFICATION CORVETH_TEST_SERVER=set:${CORVETH_TEST_SERVER}
                        TIMEOUT 300 LABELS postgresql FIXTURES_REQUIRED server)
 endfunction()
 

@@ -89,9 +89,10 @@ void measureServer(const Options& options, const std::vector<const Operation*>& 
     if (server.empty()) {
         const char* folder = std::getenv("CORVETH_TEST_SERVER"); // NOLINT(concurrency-mt-unsafe): nobody sets it
         if (folder == nullptr || *folder == '\0') {
-            std::fputs("PostgreSQL is left out: tests/support/server run build/corveth_bench starts a server for it, "
-                       "--server names one.\n",
-                       stderr);
+            std::fputs(
+                "PostgreSQL is left out: \"tests/support/server run --on-disk build/corveth_bench\" starts a server "
+                "for it, --server names one.\n",
+                stderr);
             return;
         }
         server = fmt::format("host='{}' user=corveth dbname=postgres", folder);

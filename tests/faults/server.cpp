@@ -58,6 +58,8 @@ struct Ending {
     bool endsServer = true;
     /// Instead, when a process of the server has no time for its own.
     const char* shortWords = words;
+    /// Who waits for a lock is ended before who holds it.
+    bool holdsLocks = true;
 
     [[nodiscard]] auto saysSo() const { return testing::AnyOf(HasSubstr(words), HasSubstr(shortWords)); }
 };
@@ -79,7 +81,7 @@ const Ending endings[] = {
     {"AMachineThatGoesOff", "server closed the connection unexpectedly",
      [](const OwnServer& server) { server.crash(); }, true, "unexpected postmaster exit"},
     {"AServerThatIsKilled", "terminating connection due to unexpected postmaster exit (PostgreSQL 57P01)",
-     [](const OwnServer& server) { server.kill(); }},
+     [](const OwnServer& server) { server.kill(); }, true, "server closed the connection unexpectedly", false},
     {"AnotherConnectionThatCrashes", "terminating connection because of crash of another server process",
      [](const OwnServer& server) {
          const auto other = connect(server.connectionString("postgres")),
@@ -92,7 +94,11 @@ const Ending endings[] = {
      false, "server closed the connection unexpectedly"},
     {"AnAdministratorWhoCutsIt", "terminating connection due to administrator command (PostgreSQL 57P01)",
      [](const OwnServer& server) {
-         askServer(server, "Select pg_terminate_backend(pid, 60000) " + connectionsOf("faults"));
+         const Text others = connectionsOf("faults");
+         askServer(server, "Select pg_terminate_backend(pid) From (Select pid " + others +
+                               " order by backend_start desc) As newest");
+         const auto asking = connect(server.connectionString("postgres"));
+         ASSERT_TRUE(eventually([&] { return firstValue(asking, "Select Count(*) " + others) == "0"; }));
      },
      false},
 };
@@ -191,6 +197,75 @@ TEST_P(ServerFault, BetweenCallsIsSaidByTheNextAndPasses) {
             expected += "note" + std::to_string(i) + "=" + std::to_string(i) + " ";
         EXPECT_EQ(listOf(database), expected + "oldcontact=" + version + " oldnote=" + version + " ");
         crm->UseConnection(nullptr);
+    }
+}
+
+/// What is under way on a connection of its own, thread and all.
+class Running {
+public:
+    Running(const Text& database, const std::function<void(Connection&)>& action)
+        : thread_([this, database, action] {
+              share(database);
+              failure_ = raised([&] { action(*moduleState().SharedConnection); });
+              Connection& connection = *moduleState().SharedConnection;
+              while (connection.transactionLevel() > 0)
+                  connection.RollbackTrans();
+              closeShared();
+          }) {}
+
+    /// What it failed with.
+    Text failure() {
+        thread_.join();
+        return failure_;
+    }
+
+private:
+    Text failure_;
+    std::thread thread_;
+};
+
+TEST_P(ServerFault, InsideAStatementIsSaidByItAndLeavesNothing) {
+    const OwnServer server;
+    const Text database = server.connectionString("faults");
+    createDatabase(database);
+    share(database);
+    const Text noteId = saveNote("oldnote", "0");
+    closeShared();
+    for (const Ending& ending : endings) {
+        SCOPED_TRACE(ending.name);
+        const auto locking = connect(database);
+        locking->BeginTrans();
+        locking->execute("Update Notes Set Title='lost'");
+
+        Running reading(database, [](Connection& connection) { connection.execute("Select pg_sleep(600)"); });
+        Running writing(database, [](Connection& connection) {
+            connection.execute("Insert Into Notes (NoteId, Title) Select 'NT90000000', 'lost' From "
+                               "(Select pg_sleep(600)) As s");
+        });
+        Running inTransaction(database, [](Connection& connection) {
+            connection.BeginTrans();
+            saveNote("lostnote", "a");
+            connection.execute("Insert Into Notes (NoteId, Title) Select 'NT90000001', 'lost' From "
+                               "(Select pg_sleep(600)) As s");
+        });
+        Running waiting(database, [&](Connection& connection) {
+            if (!ending.holdsLocks) connection.execute("Select pg_sleep(600)");
+            saveNote("oldnote", "lost", noteId);
+        });
+        const Text busy = "Select Count(*) " + connectionsOf("faults") +
+                          " and state = 'active' and wait_event in "
+                          "('PgSleep', 'transactionid', 'tuple')";
+        ASSERT_TRUE(eventually([&] { return firstValue(connect(server.connectionString("postgres")), busy) == "4"; }));
+
+        ending.happens(server);
+
+        EXPECT_THAT(reading.failure(), ending.saysSo());
+        EXPECT_THAT(writing.failure(), AllOf(ending.saysSo(), HasSubstr(isUnsure)));
+        EXPECT_THAT(inTransaction.failure(), AllOf(ending.saysSo(), Not(HasSubstr(isUnsure))));
+        EXPECT_THAT(waiting.failure(), AllOf(ending.saysSo(), HasSubstr(isUnsure)));
+        locking->RollbackTrans();
+        if (ending.endsServer) server.start();
+        EXPECT_EQ(listOf(database), "oldnote=0 ");
     }
 }
 

@@ -139,19 +139,19 @@ Text ServerLink::lossWords() const {
     return "The connection to the server is lost and has to be opened again: " + lostBecause_;
 }
 
-void ServerLink::requireConnection() const {
-    if (!lostBecause_.empty()) fail(lossWords());
-}
-
-void ServerLink::requireAlive() {
-    requireConnection();
+bool ServerLink::isAlive() {
+    if (!lostBecause_.empty()) return false;
     pollfd waiting{PQsocket(connection_.get()), POLLIN, 0};
-    if (::poll(&waiting, 1, 0) <= 0) return;
+    if (::poll(&waiting, 1, 0) <= 0) return true;
     if (PQconsumeInput(connection_.get()) == 0 || PQstatus(connection_.get()) == CONNECTION_BAD) lose({});
     // Makes the library read what has come.
     static_cast<void>(PQisBusy(connection_.get()));
     if (!lastNotice_.empty()) lose({});
-    requireConnection();
+    return lostBecause_.empty();
+}
+
+void ServerLink::requireAlive() {
+    if (!isAlive()) fail(lossWords());
 }
 
 void ServerLink::lose(Text words) {

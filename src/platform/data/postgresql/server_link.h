@@ -66,9 +66,10 @@ public:
 
     enum class State : unsigned char { idle, inTransaction, failedTransaction, lost };
     [[nodiscard]] State state() const noexcept;
-    /// Looks, without asking the server, whether it has hung up; throws its words then.
+    /// Looks, without asking the server, whether it has hung up.
+    [[nodiscard]] bool isAlive();
+    /// Throws what ended it when it is not.
     void requireAlive();
-    [[nodiscard]] const Text& lostBecause() const noexcept { return lostBecause_; }
 
     /// Seconds that a statement may take, locks included; 0 for no limit, without waiting for locks.
     void setTimeout(std::int32_t seconds);
@@ -80,7 +81,6 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void configure(const ConnectionSettings& settings);
-    void requireConnection() const;
     [[nodiscard]] Text lossWords() const;
     void send(const Command& command);
     void sendDiscarded();

@@ -308,7 +308,7 @@ void PostgresSession::rollback(int level) {
     pending_.clear();
     endedBecause_.clear();
     hasDefined_ = false;
-    if (!isOpen) return;
+    if (!isOpen || !link_.isAlive()) return;
     const Command command{.kind = Command::Kind::control, .text = "rollback"};
     const Answers answers = link_.exchange({&command, 1});
     if (link_.state() == ServerLink::State::lost) return;

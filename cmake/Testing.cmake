@@ -1,6 +1,7 @@
 # corveth_add_tests(TARGET SOURCE...): one GoogleTest executable, each of its cases a test of ctest. What runs on
 # PostgreSQL carries that label and has a server, which ctest starts before the first and stops after the last.
-# corveth_add_python_tests(NAME FOLDER): the unittest modules of FOLDER against the built server.
+# corveth_add_python_tests(NAME FOLDER [SERVER]): the unittest modules of FOLDER against the built library; with SERVER
+# they have the PostgreSQL server too.
 
 find_package(GTest REQUIRED)
 find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
@@ -55,4 +56,8 @@ endfunction()
 function(corveth_add_python_tests name folder)
   add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} -m unittest discover -v -s ${folder} -t ${folder})
   set_tests_properties(${name} PROPERTIES ENVIRONMENT "${CORVETH_PRELOADED_ENVIRONMENT}" TIMEOUT 600)
+  if("SERVER" IN_LIST ARGN)
+    set_tests_properties(${name} PROPERTIES LABELS postgresql FIXTURES_REQUIRED server
+                         ENVIRONMENT_MODIFICATION CORVETH_TEST_SERVER=set:${CORVETH_TEST_SERVER})
+  endif()
 endfunction()

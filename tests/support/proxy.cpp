@@ -1,6 +1,7 @@
 #include "support/proxy.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <poll.h>
@@ -37,7 +38,7 @@ const sockaddr* plain(const sockaddr_un& address) {
 
 } // namespace
 
-Proxy::Proxy(const Text& serverFolder) : server_(serverFolder), listener_(newSocket()), cutAt_{never, never} {
+Proxy::Proxy(const Text& serverFolder) : server_(serverFolder), listener_(newSocket()), limit_{never, never} {
     const sockaddr_un address = addressIn(folder());
     if (::bind(listener_, plain(address), sizeof address) != 0 || ::listen(listener_, 16) != 0 || ::pipe(waker_) != 0) {
         throw std::runtime_error("no proxy in " + folder());
@@ -53,7 +54,12 @@ Proxy::~Proxy() {
 }
 
 void Proxy::cutAfter(Way way, std::int64_t bytes) {
-    cutAt_[way] = bytes == never ? never : passed_[way] + bytes;
+    limit_[way] = passed_[way] + bytes;
+}
+
+void Proxy::swallowAfter(Way way, std::int64_t bytes) {
+    isQuiet_ = true;
+    cutAfter(way, bytes);
 }
 
 void Proxy::work() {
@@ -104,9 +110,10 @@ bool Proxy::handOn(const Pair& pair, Way way) {
     char bytes[65536];
     const ssize_t count = ::recv(way == toServer ? pair.client : pair.server, bytes, sizeof bytes, 0);
     if (count <= 0) return false;
-    if (isDeaf_) return true;
-    const std::int64_t left = cutAt_[way] - passed_[way];
-    const auto passing = static_cast<std::size_t>(std::clamp<std::int64_t>(count, 0, std::max<std::int64_t>(left, 0)));
+    const bool isOver =
+        std::ranges::any_of(std::array{toServer, toClient}, [&](Way each) { return passed_[each] >= limit_[each]; });
+    if (isOver) return isQuiet_;
+    const auto passing = static_cast<std::size_t>(std::min<std::int64_t>(count, limit_[way] - passed_[way]));
     std::size_t sent = 0;
     while (sent < passing) {
         const ssize_t part =
@@ -115,7 +122,7 @@ bool Proxy::handOn(const Pair& pair, Way way) {
         sent += static_cast<std::size_t>(part);
     }
     passed_[way] += static_cast<std::int64_t>(passing);
-    return count < left;
+    return isQuiet_ || passed_[way] < limit_[way];
 }
 
 } // namespace corveth::test

@@ -24,8 +24,8 @@ public:
 
     /// Every connection is cut when `bytes` more have gone that way.
     void cutAfter(Way way, std::int64_t bytes);
-    /// Nothing comes through any more either way, and nobody is told.
-    void swallow() { isDeaf_ = true; }
+    /// Nothing more comes through from then on, either way, and nobody is told.
+    void swallowAfter(Way way, std::int64_t bytes);
     /// How many bytes have gone.
     [[nodiscard]] std::int64_t passed(Way way) const { return passed_[way]; }
 
@@ -42,9 +42,9 @@ private:
     Text server_;
     int listener_;
     int waker_[2];
-    std::atomic<bool> isDeaf_ = false;
+    std::atomic<bool> isQuiet_ = false; ///< at the limit: it swallows, it does not cut
     std::atomic<std::int64_t> passed_[2] = {0, 0};
-    std::atomic<std::int64_t> cutAt_[2];
+    std::atomic<std::int64_t> limit_[2];
     std::thread thread_;
 };
 

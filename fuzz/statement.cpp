@@ -102,7 +102,9 @@ void checkConversions(std::span<const data::Parameter> parameters) {
         for (auto kind = data::ColumnKind::undeclared; kind <= data::ColumnKind::bytes;
              kind = static_cast<data::ColumnKind>(static_cast<int>(kind) + 1)) {
             try {
-                (void)data::toColumnParameter(kind, parameter, "Column");
+                std::deque<Text> texts;
+                (void)data::toColumnParameter(kind, parameter, "Column", texts);
+                (void)data::toComparedParameter(kind, parameter, "Column", texts);
             } catch (const Error& error) {
                 require(error.number != 0, "a refusal has a number");
             }

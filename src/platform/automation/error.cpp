@@ -46,6 +46,7 @@ constexpr std::array texts = std::to_array<NumberAndText>({
     {errors::notSupported, "Current Recordset does not support updating. This may be a limitation of the provider, or "
                            "of the selected locktype."},
     {errors::noSuchItem, "Item cannot be found in the collection corresponding to the requested name or ordinal."},
+    {errors::valueCount, "Number of query values and destination fields are not the same."},
     {errors::dataTypeMismatch, "Data type mismatch in criteria expression."},
     {errors::objectClosed, "Operation is not allowed when the object is closed."},
     {errors::objectOpen, "Operation is not allowed when the object is open."},

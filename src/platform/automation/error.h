@@ -36,6 +36,7 @@ inline constexpr std::int32_t notAllowedHere = 3219;
 inline constexpr std::int32_t closeInTransaction = 3246;
 inline constexpr std::int32_t notSupported = 3251;
 inline constexpr std::int32_t noSuchItem = 3265;
+inline constexpr std::int32_t valueCount = 3346;
 inline constexpr std::int32_t dataTypeMismatch = 3464;
 inline constexpr std::int32_t objectClosed = 3704;
 inline constexpr std::int32_t objectOpen = 3705;

@@ -22,6 +22,18 @@ constexpr std::chrono::milliseconds slow{250};
 
 constexpr auto noText = [] { return TextView(); };
 
+std::shared_ptr<const RowShape> shapeOf(const Prepared& prepared, std::span<const ResultItem> items, Text target) {
+    std::vector<ResultColumn> columns(prepared.columns().begin(), prepared.columns().end());
+    nameColumns(items, columns);
+    return std::make_shared<RowShape>(columns, std::move(target));
+}
+
+/// Null when it has no column of that name.
+const TableInfo::Column* columnNamed(const TableInfo& table, TextView name) {
+    const auto found = std::ranges::find_if(table.columns, [&](const auto& c) { return equalNoCase(c.name, name); });
+    return found == table.columns.end() ? nullptr : &*found;
+}
+
 /// The file that `keyword` names. It must not be the database: lines that were appended to it would be its end.
 TextView outputFile(const ConnectionSettings& settings, const char* keyword) {
     const TextView path = settings.value(keyword);
@@ -89,9 +101,10 @@ Channel::Outcome Channel::runLifted(TextView sql, std::vector<Value>* cells) {
     if (statement == nullptr) {
         try {
             statement = &prepared(text, lifter_.parameters());
-        } catch (const Error&) {
-            // Some places take no parameter (a quoted alias); and if it fails again, the words are about the text as
-            // it was sent.
+        } catch (const Error& error) {
+            if (error.number != errors::engine) throw;
+            // Some places take no parameter (a quoted name without As); and if it fails again, the words are about the
+            // text as it was sent.
             CachedStatement unlifted = prepare(sql, {});
             bool recompiled = false;
             return runStatement(unlifted, {}, cells, recompiled);
@@ -118,7 +131,7 @@ Channel::Outcome Channel::runStatement(CachedStatement& statement, std::span<con
     const RunResult result = statement.prepared->run(converted(statement, parameters), cells);
     recompiled = result.recompiled;
     if (recompiled && statement.shape != nullptr) {
-        statement.shape = std::make_shared<RowShape>(statement.prepared->columns(), statement.shape->target());
+        statement.shape = shapeOf(*statement.prepared, statement.items, statement.shape->target());
     }
     return {statement.shape, result.affected};
 }
@@ -126,11 +139,11 @@ Channel::Outcome Channel::runStatement(CachedStatement& statement, std::span<con
 std::span<const Parameter> Channel::converted(const CachedStatement& statement, std::span<const Parameter> parameters) {
     if (statement.targets.empty()) return parameters;
     converted_.clear();
+    texts_.clear();
     for (std::size_t i = 0; i < parameters.size(); ++i) {
-        const auto& target = statement.targets[i];
-        converted_.push_back(target.kind == ColumnKind::undeclared
-                                 ? parameters[i]
-                                 : toColumnParameter(target.kind, parameters[i], target.column));
+        const auto& [kind, column, isStored] = statement.targets[i];
+        converted_.push_back(isStored ? toColumnParameter(kind, parameters[i], column, texts_)
+                                      : toComparedParameter(kind, parameters[i], column, texts_));
     }
     return converted_;
 }
@@ -144,33 +157,68 @@ CachedStatement Channel::prepare(TextView text, std::span<const Parameter> param
     const auto tokens = tokenize(text);
     const StatementFacts facts = readFacts(tokens);
     CachedStatement statement;
+    statement.items = readResultItems(tokens);
     statement.targets = targetsOf(facts, tokens);
-    std::vector<ColumnKind> kinds;
-    std::ranges::transform(statement.targets, std::back_inserter(kinds), &CachedStatement::Target::kind);
-    statement.prepared = session_->prepare(translate(tokens, session_->dialect()), {kinds, parameters});
-    if (const auto columns = statement.prepared->columns(); !columns.empty()) {
-        statement.shape = std::make_shared<RowShape>(columns, facts.target);
+    std::vector<ColumnKind> stored;
+    for (const auto& target : statement.targets)
+        stored.push_back(target.isStored ? target.kind : ColumnKind::undeclared);
+    const Text translated = translate(tokens, session_->dialect(), neverNull(facts, tokens, statement.items));
+    statement.prepared = session_->prepare(translated, {stored, converted(statement, parameters)});
+    if (!statement.prepared->columns().empty()) {
+        statement.shape = shapeOf(*statement.prepared, statement.items, facts.target);
     }
     return statement;
 }
 
 std::vector<CachedStatement::Target> Channel::targetsOf(const StatementFacts& facts, std::span<const Token> tokens) {
     std::vector<CachedStatement::Target> targets;
-    const auto table = facts.assignments.empty() ? nullptr : session_->table(facts.target);
-    if (table == nullptr) return targets;
+    const bool stores = !facts.assignments.empty() || !facts.rowWidths.empty();
+    const auto table = stores ? session_->table(facts.target) : nullptr;
+    const auto compared = facts.comparisons.empty() ? nullptr : session_->table(facts.compared);
+    if (table == nullptr && compared == nullptr) return targets;
     targets.resize(static_cast<std::size_t>(std::ranges::count(tokens, TokenKind::parameter, &Token::kind)));
-    for (const auto& assignment : facts.assignments) {
+    if (table != nullptr) {
         const auto& columns = table->columns;
-        auto column = columns.end();
-        if (!assignment.column.empty()) {
-            column =
-                std::ranges::find_if(columns, [&](const auto& c) { return equalNoCase(c.name, assignment.column); });
-        } else if (assignment.position < columns.size()) {
-            column = columns.begin() + static_cast<std::ptrdiff_t>(assignment.position);
+        if (std::ranges::any_of(facts.rowWidths, [&](std::size_t width) { return width != columns.size(); })) {
+            raise(errors::valueCount, {}, source);
         }
-        if (column != columns.end()) targets[assignment.parameter] = {column->kind, column->name};
+        for (const auto& assignment : facts.assignments) {
+            const TableInfo::Column* column = nullptr;
+            if (!assignment.column.empty()) {
+                column = columnNamed(*table, assignment.column);
+            } else if (assignment.position < columns.size()) {
+                column = &columns[assignment.position];
+            }
+            if (column != nullptr) targets[assignment.parameter] = {column->kind, column->name, true};
+        }
+    }
+    if (compared != nullptr) {
+        for (const auto& comparison : facts.comparisons) {
+            const auto* column = columnNamed(*compared, comparison.column);
+            if (column != nullptr) targets[comparison.parameter] = {column->kind, column->name, false};
+        }
     }
     return targets;
+}
+
+/// The columns whose place in an order needs no word on Null, with which no index would serve: the keys of the one
+/// table that the statement reads.
+std::vector<Text> Channel::neverNull(const StatementFacts& facts, std::span<const Token> tokens,
+                                     std::span<const ResultItem> items) {
+    const auto has = [&](TextView word) {
+        return std::ranges::any_of(tokens, [&](const Token& token) { return token.isWord(word); });
+    };
+    std::vector<Text> names;
+    if (!session_->dialect().ordersNullLast || facts.compared.empty() || !has("order") || has("union")) return names;
+    const auto table = session_->table(facts.compared);
+    if (table == nullptr) return names;
+    for (const auto& column : table->columns) {
+        // Another column may have been given the name.
+        const bool isHidden =
+            std::ranges::any_of(items, [&](const auto& item) { return equalNoCase(item.name, column.name); });
+        if (column.isKey && !isHidden) names.push_back(column.name);
+    }
+    return names;
 }
 
 std::int64_t Channel::write(TextView statement, std::span<const Parameter> parameters, std::vector<Value>* cells) {

@@ -50,6 +50,8 @@ private:
     CachedStatement prepare(TextView text, std::span<const Parameter> parameters);
     [[nodiscard]] std::vector<CachedStatement::Target> targetsOf(const StatementFacts& facts,
                                                                  std::span<const Token> tokens);
+    [[nodiscard]] std::vector<Text> neverNull(const StatementFacts& facts, std::span<const Token> tokens,
+                                              std::span<const ResultItem> items);
     Outcome runLifted(TextView sql, std::vector<Value>* cells);
     Outcome runDefinition(TextView sql, std::vector<Value>* cells);
     std::span<const Parameter> converted(const CachedStatement& statement, std::span<const Parameter> parameters);
@@ -64,6 +66,7 @@ private:
     StatementCache cache_{cacheCapacity}; ///< after the session: its statements go first
     LiteralLifter lifter_;
     std::vector<Parameter> converted_;
+    std::deque<Text> texts_; ///< that numbers among them became
     int level_ = 0;
 };
 

@@ -119,6 +119,23 @@ Parameter exactCurrency(Currency amount) {
     return number;
 }
 
+/// What `text` says beside a column of numbers. Nothing is rounded: `'1.5'` is no whole number.
+Parameter comparedNumber(ColumnKind kind, TextView text, TextView column) {
+    if (kind == ColumnKind::boolean && equalNoCase(text, "True")) return std::int64_t{-1};
+    if (kind == ColumnKind::boolean && equalNoCase(text, "False")) return std::int64_t{0};
+    double number = 0;
+    const auto date = kind == ColumnKind::date ? tryParseDate(text) : std::nullopt;
+    if (date) {
+        number = date->day;
+    } else if (!parseNumber(text, number) || !std::isfinite(number)) {
+        refuse(Value(text), column);
+    }
+    // So that an index of whole numbers serves.
+    constexpr double exactlyWhole = 1e15;
+    if (std::abs(number) < exactlyWhole && std::trunc(number) == number) return static_cast<std::int64_t>(number);
+    return number;
+}
+
 } // namespace
 
 Value toColumnValue(ColumnKind kind, Value value, TextView column) {
@@ -130,24 +147,40 @@ Value toColumnValue(ColumnKind kind, Value value, TextView column) {
     return converted(kind, std::move(value), column);
 }
 
-Parameter toColumnParameter(ColumnKind kind, const Parameter& parameter, TextView column) {
-    if (std::holds_alternative<std::monostate>(parameter) || kind == ColumnKind::undeclared ||
-        kind == ColumnKind::text || kind == ColumnKind::bytes) {
-        return parameter;
-    }
+Parameter toColumnParameter(ColumnKind kind, const Parameter& parameter, TextView column, std::deque<Text>& texts) {
+    const auto* text = std::get_if<TextView>(&parameter);
+    const auto* whole = std::get_if<std::int64_t>(&parameter);
+    const auto* number = std::get_if<double>(&parameter);
+    const bool isText = text != nullptr;
+    if (kind == ColumnKind::undeclared || (kind == ColumnKind::text && isText)) return parameter;
     Value value;
-    if (const auto* text = std::get_if<TextView>(&parameter)) {
+    if (isText) {
         value = *text;
-    } else if (const auto* whole = std::get_if<std::int64_t>(&parameter)) {
+    } else if (whole != nullptr) {
         // Whole numbers that a double holds exactly, which is all that fits these columns.
         value = static_cast<double>(*whole);
         if (kind == ColumnKind::currency) value = parseCurrency(std::to_string(*whole));
-    } else if (const auto* number = std::get_if<double>(&parameter)) {
+    } else if (number != nullptr) {
         value = *number;
     } else {
         return parameter;
     }
-    return toParameter(converted(kind, std::move(value), column));
+    value = converted(kind, std::move(value), column);
+    if (const auto* made = value.getIf<Text>()) return TextView(texts.emplace_back(*made));
+    return toParameter(value);
+}
+
+Parameter toComparedParameter(ColumnKind kind, const Parameter& parameter, TextView column, std::deque<Text>& texts) {
+    const auto* text = std::get_if<TextView>(&parameter);
+    switch (kind) {
+    case ColumnKind::undeclared:
+    case ColumnKind::bytes:
+        return parameter;
+    case ColumnKind::text:
+        return text != nullptr ? parameter : toColumnParameter(kind, parameter, column, texts);
+    default:
+        return text != nullptr ? comparedNumber(kind, *text, column) : parameter;
+    }
 }
 
 Parameter toParameter(const Value& value) {

@@ -51,8 +51,8 @@ constexpr std::size_t deepest = 500;
 
 class Translator {
 public:
-    Translator(std::span<const Token> tokens, const Dialect& dialect)
-        : tokens_(tokens), dialect_(dialect), partner_(tokens.size(), tokens.size()) {
+    Translator(std::span<const Token> tokens, const Dialect& dialect, std::span<const Text> neverNull)
+        : tokens_(tokens), dialect_(dialect), neverNull_(neverNull), partner_(tokens.size(), tokens.size()) {
         matchBrackets();
     }
 
@@ -128,9 +128,10 @@ private:
         bool afterLogical = false;  ///< And, Or or Not came before
         bool betweenIsOpen = false; ///< the next And is Between's
         bool inTerms = false;       ///< of an Order By
-        bool termHasBegun = false;  ///< the three are of the term
+        bool termHasBegun = false;  ///< what follows is of the term
         bool isDescending = false;
         bool saysNullOrder = false;
+        bool termIsNeverNull = false;
     };
 
     void renderLevel(std::size_t begin, std::size_t end, bool isCondition = false) {
@@ -147,6 +148,7 @@ private:
                 if (directly || afterDirection) beginAfterRun(level, i);
                 lastRun = out_.size();
                 renderPlaced(level, i, runEnd, directly);
+                if (!level.termHasBegun) level.termIsNeverNull = end == tokens_.size() && isNeverNull(i, runEnd);
                 level.termHasBegun = directly = true;
                 i = runEnd;
             }
@@ -181,7 +183,11 @@ private:
             finishTerm(level);
             level.inTerms = token.is(",");
         }
-        if (token.isWord("desc")) level.isDescending = true;
+        if (token.isWord("desc")) {
+            level.isDescending = true;
+        } else if (!token.isWord("asc") && !token.is(",")) {
+            level.termIsNeverNull = false;
+        }
         if (token.isWord("by") && i > 0 && tokens_[i - 1].isWord("order")) {
             level.inTerms = true;
             level.termHasBegun = level.isDescending = level.saysNullOrder = false;
@@ -222,9 +228,17 @@ private:
     }
 
     void finishTerm(Level& level) {
-        if (level.inTerms && level.termHasBegun && dialect_.ordersNullLast && !level.saysNullOrder)
+        const bool isSettled = level.saysNullOrder || level.termIsNeverNull;
+        if (level.inTerms && level.termHasBegun && dialect_.ordersNullLast && !isSettled)
             put(level.isDescending ? "Nulls Last" : "Nulls First");
         level.termHasBegun = level.isDescending = level.saysNullOrder = false;
+    }
+
+    [[nodiscard]] bool isNeverNull(std::size_t begin, std::size_t end) const {
+        const bool isColumn = end == begin + 1 || (end == begin + 3 && tokens_[begin + 1].is("."));
+        if (!isColumn || !tokens_[end - 1].isName()) return false;
+        return std::ranges::any_of(neverNull_,
+                                   [&](const Text& name) { return equalNoCase(name, tokens_[end - 1].name()); });
     }
 
     /// A run in its place: a value where a condition is expected becomes one.
@@ -432,6 +446,7 @@ private:
 
     std::span<const Token> tokens_;
     const Dialect& dialect_;
+    std::span<const Text> neverNull_;
     std::vector<std::size_t> partner_;
     std::size_t parameters_ = 0;
     Text out_;
@@ -439,8 +454,8 @@ private:
 
 } // namespace
 
-Text translate(std::span<const Token> tokens, const Dialect& dialect) {
-    return Translator(tokens, dialect).run();
+Text translate(std::span<const Token> tokens, const Dialect& dialect, std::span<const Text> neverNull) {
+    return Translator(tokens, dialect, neverNull).run();
 }
 
 void appendQuotedName(Text& out, TextView name) {

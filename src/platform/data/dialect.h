@@ -30,8 +30,9 @@ struct Dialect {
 };
 
 /// The engine's text of a statement whose literals may have become parameters. Refuses one whose brackets are nested
-/// hundreds deep.
-[[nodiscard]] Text translate(std::span<const Token> tokens, const Dialect& dialect);
+/// hundreds deep. The order by a column of `neverNull` says nothing of Null.
+[[nodiscard]] Text translate(std::span<const Token> tokens, const Dialect& dialect,
+                             std::span<const Text> neverNull = {});
 
 /// `name` between quotes that no engine takes for anything else.
 void appendQuotedName(Text& out, TextView name);

@@ -1,6 +1,7 @@
 #include "platform/data/literals.h"
 
 #include "platform/data/characters.h"
+#include "platform/desktop/clock.h"
 
 #include <algorithm>
 #include <array>
@@ -14,6 +15,12 @@ namespace {
 StatementKind kindOfFirstWord(TextView word) noexcept {
     const auto is = [word](TextView known) { return isWord(word, known); };
     switch (word.empty() ? '\0' : word.front() | 0x20) {
+    case 'a':
+        if (is("abort")) return StatementKind::transaction;
+        break;
+    case 'p':
+        if (is("prepare")) return StatementKind::transaction;
+        break;
     case 's':
         if (is("select")) return StatementKind::rows;
         if (is("savepoint") || is("start")) return StatementKind::transaction;
@@ -146,13 +153,33 @@ void LiteralLifter::scanWord() {
             afterAs_ = 1;
         }
         break;
+    case 3:
+        if (isWord(word, "now")) takeClock(start, [] { return now(); });
+        break;
     case 4:
         afterLike_ = isWord(word, "like");
+        if (isWord(word, "date")) takeClock(start, [] { return today(); });
         break;
     default:
         if (keepDepth_ == depth_ && !keepIsType_ && endsPositions(word)) keepDepth_ = -1;
         break;
     }
+}
+
+/// A function of the clock is a value by now: it is the program's own clock that tells.
+void LiteralLifter::takeClock(std::size_t start, Date (*read)()) {
+    std::size_t end = at_;
+    for (const char bracket : {'(', ')'}) {
+        while (end < sql_.size() && charClass(sql_[end]) == CharClass::blank)
+            ++end;
+        if (end == sql_.size() || sql_[end] != bracket) return;
+        ++end;
+    }
+    if (keepsLiterals()) return;
+    at_ = end;
+    before_ = Before::operand;
+    afterAs_ = 0;
+    replace(start, read().day);
 }
 
 void LiteralLifter::scanSymbol(char c) {
@@ -239,7 +266,7 @@ void LiteralLifter::scanText(char quote) {
         decoded_.append(sql_, piece, at_ - piece);
         piece = ++at_;
     }
-    const bool isPattern = afterLike_;
+    const bool stays = afterLike_ || afterAs_ == 1;
     afterLike_ = false;
     afterAs_ = 0;
     before_ = Before::operand;
@@ -249,7 +276,7 @@ void LiteralLifter::scanText(char quote) {
         content = TextView(decoded_).substr(decodedStart);
     }
     if (content.find('\0') != TextView::npos) refuse("a NUL character", start);
-    if (isPattern || keepsLiterals()) return;
+    if (stays || keepsLiterals()) return;
     replace(start, content);
 }
 
@@ -277,11 +304,8 @@ void LiteralLifter::scanNumber(std::size_t start) {
     afterLike_ = false;
     afterAs_ = 0;
     before_ = Before::operand;
-    if (at_ < sql_.size() && isWordChar(sql_[at_])) { // not a number after all; the engine has words for it
-        while (at_ < sql_.size() && isWordChar(sql_[at_]))
-            ++at_;
-        return;
-    }
+    // An engine may take the rest for a name.
+    if (at_ < sql_.size() && isWordChar(sql_[at_])) refuse("a number that goes on as a word", start);
     if (keepsLiterals()) return;
     const char* first = sql_.data() + start;
     const char* last = sql_.data() + at_;

@@ -13,13 +13,13 @@ enum class StatementKind : std::uint8_t {
 };
 
 /// Takes the values out of a statement's text, so that statements that differ in nothing else are one: each text,
-/// number or date becomes a `?`. Stay where they are: numbers after Group By and Order By (they are positions), those
-/// in a type, and patterns of Like. Meant to be kept and used again; what it hands out is good until the next `lift`
-/// and as long as the statement's text.
+/// number or date becomes a `?`, and so do Date() and Now(). Stay where they are: numbers after Group By and Order By
+/// (they are positions), those in a type, patterns of Like and names in quotes after As. Meant to be kept and used
+/// again; what it hands out is good until the next `lift` and as long as the statement's text.
 class LiteralLifter {
 public:
-    /// Refuses (with the offending piece) an unfinished text, date or name, a parameter mark and NUL, and what does not
-    /// begin with a word; 3142 when something follows the statement's end.
+    /// Refuses (with the offending piece) an unfinished text, date or name, a number that ends in letters, a parameter
+    /// mark and NUL, and what does not begin with a word; 3142 when something follows the statement's end.
     void lift(TextView sql);
 
     [[nodiscard]] StatementKind kind() const noexcept { return kind_; }
@@ -33,6 +33,7 @@ private:
     void requireWord() const;
     void scan();
     void scanWord();
+    void takeClock(std::size_t start, Date (*read)());
     void scanText(char quote);
     void scanNumber(std::size_t start);
     void scanDate();

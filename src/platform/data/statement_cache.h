@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/data/result_items.h"
 #include "platform/data/row_shape.h"
 
 #include <list>
@@ -9,14 +10,16 @@ namespace corveth::data {
 
 /// A statement ready to run.
 struct CachedStatement {
-    /// What a parameter is stored into; kind undeclared where it is only compared.
+    /// The column that a parameter is stored into or compared with; kind undeclared where it is neither.
     struct Target {
         ColumnKind kind = ColumnKind::undeclared;
         Text column;
+        bool isStored = false;
     };
 
     std::unique_ptr<Prepared> prepared;
     std::shared_ptr<const RowShape> shape; ///< null for a statement without rows
+    std::vector<ResultItem> items;         ///< what the text calls them
     std::vector<Target> targets;           ///< one for each parameter, or none at all
 };
 

@@ -46,9 +46,8 @@ void forEachKeyColumn(const TableDefinition& table, const Action& action) {
 
 /// Throws the error being handled anew, with the line in front.
 [[noreturn]] void rethrowWithLine(std::int64_t line) {
-    Error error = currentError();
-    error.description = fmt::format("line {}: {}", line, error.description);
-    throw error; // NOLINT(cert-err09-cpp, cert-err61-cpp): a new one
+    const Error error = currentError();
+    throw Error(error.number, error.source, fmt::format("line {}: {}", line, error.description));
 }
 
 } // namespace

@@ -21,7 +21,11 @@ set(platform_headers
 set(internal_headers
     contacts/contact_columns.h
     services/check_rules.h
+    services/dump_line.h
+    services/row_dump.h
+    services/row_load.h
     services/schema_text.h
+    services/table_walk.h
     session/columns.h
     session/failure.h
     session/linked_items.h

@@ -4,6 +4,7 @@
 #include "platform/data/channel.h"
 #include "services/dump_line.h"
 #include "services/schema.h"
+#include "services/table_walk.h"
 
 #include <fmt/format.h>
 
@@ -15,6 +16,8 @@ RowDump::RowDump(TextView connectionString, data::Definition definition)
     connection_->BeginTrans();
     requireTables(connection_->channel().session(), connectionString);
 }
+
+RowDump::~RowDump() = default;
 
 std::int64_t RowDump::count() const {
     double rows = 0;
@@ -35,7 +38,7 @@ Text RowDump::next() {
     for (; at_ == At::rows && table_ < definition_.tables.size(); ++table_) {
         const auto& table = definition_.tables[table_];
         if (!isDumped(table)) continue;
-        if (!walk_) walk_.emplace(connection_, definition_, table);
+        if (walk_ == nullptr) walk_ = std::make_unique<TableWalk>(connection_, definition_, table);
         const std::vector<Value> cells = walk_->next();
         Text lines;
         for (std::size_t at = 0; at < cells.size(); at += table.columns.size()) {

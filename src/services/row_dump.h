@@ -1,11 +1,11 @@
 #pragma once
 
+#include "platform/data/connection.h"
 #include "services/schema_text.h"
-#include "services/table_walk.h"
-
-#include <optional>
 
 namespace corveth {
+
+class TableWalk;
 
 /// All rows of a database as the lines of a dump, as they stood at one moment, table by table in the order of the
 /// definition. Memory does not grow with the database.
@@ -14,6 +14,9 @@ public:
     /// Opens the database to look only. A sentence when it has not the tables of this build; what keeps it from being
     /// opened is thrown unchanged.
     explicit RowDump(TextView connectionString, data::Definition definition = wholeDefinition());
+    RowDump(const RowDump&) = delete;
+    RowDump& operator=(const RowDump&) = delete;
+    ~RowDump();
 
     /// How many rows there are.
     [[nodiscard]] std::int64_t count() const;
@@ -28,7 +31,7 @@ private:
     Ref<Connection> connection_;
     At at_ = At::header;
     std::size_t table_ = 0;
-    std::optional<TableWalk> walk_; ///< through the table; none before its first row
+    std::unique_ptr<TableWalk> walk_; ///< through the table; none before its first row
     std::int64_t done_ = 0;
 };
 

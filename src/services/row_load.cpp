@@ -4,6 +4,7 @@
 #include "platform/automation/error.h"
 #include "platform/data/channel.h"
 #include "platform/data/column_value.h"
+#include "services/dump_line.h"
 #include "services/schema.h"
 
 #include <fmt/format.h>
@@ -71,7 +72,7 @@ void RowLoad::add(TextView lines) {
         } catch (const Error&) {
             rethrowWithLine(line_);
         }
-        last_ = given.kind;
+        at_ = given.kind == DumpLine::Kind::end ? At::nothing : At::rows;
         if (given.kind != DumpLine::Kind::row) continue;
         const bool isFull = pending_.lines.size() == mostRows || pending_.bytes >= mostBytes;
         if (isFull || pending_.table != given.table) flush();
@@ -86,16 +87,16 @@ void RowLoad::add(TextView lines) {
 DumpLine RowLoad::read(TextView line) const {
     DumpLine given = readDumpLine(line, definition_);
     const bool isHeader = given.kind == DumpLine::Kind::header;
-    if (!last_ && !isHeader) refuse("a dump begins with a line that says so: " + dumpHeader());
-    if (last_ && isHeader) refuse("another dump begins here");
-    if (last_ == DumpLine::Kind::end) refuse("it stands behind the closing line");
+    if (at_ == At::header && !isHeader) refuse("a dump begins with a line that says so: " + dumpHeader());
+    if (at_ != At::header && isHeader) refuse("another dump begins here");
+    if (at_ == At::nothing) refuse("it stands behind the closing line");
     if (given.kind == DumpLine::Kind::end && given.rows != done_)
         refuse(fmt::format("the dump had {} rows, and {} came: some are missing or too many", given.rows, done_));
     return given;
 }
 
 void RowLoad::finish() {
-    if (last_ != DumpLine::Kind::end)
+    if (at_ != At::nothing)
         refuse(fmt::format("the dump is cut off: its closing line is missing behind line {}", line_));
     flush();
     connection_->CommitTrans();

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "platform/data/connection.h"
-#include "services/dump_line.h"
 #include "services/schema_text.h"
 
-#include <optional>
-
 namespace corveth {
+
+struct DumpLine;
 
 /// Takes the lines of a dump into a database that may have rows of its own, with the keys that they have, in one
 /// transaction: it is rolled back unless `finish` ends it. Memory does not grow with the dump.
@@ -24,6 +23,9 @@ public:
     [[nodiscard]] std::int64_t done() const noexcept { return done_; }
 
 private:
+    /// What comes next.
+    enum class At : std::uint8_t { header, rows, nothing };
+
     /// Rows of one table that wait to be written together.
     struct Pending {
         const data::TableDefinition* table = nullptr;
@@ -44,7 +46,7 @@ private:
     Pending pending_;
     std::int64_t line_ = 0;
     std::int64_t done_ = 0;
-    std::optional<DumpLine::Kind> last_; ///< the kind of the last line; none before the first
+    At at_ = At::header;
 };
 
 } // namespace corveth

@@ -1,5 +1,6 @@
 #include "services/transfer.h"
 
+#include "services/dump_line.h"
 #include "services/row_dump.h"
 #include "services/row_load.h"
 

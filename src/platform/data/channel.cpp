@@ -158,6 +158,8 @@ CachedStatement Channel::prepare(TextView text, std::span<const Parameter> param
     const StatementFacts facts = readFacts(tokens);
     CachedStatement statement;
     statement.items = readResultItems(tokens);
+    for (auto& item : statement.items) // a table or view of its own has declared them
+        if (item.kind == ResultItem::Kind::column && !facts.compared.empty()) item.name.clear();
     statement.targets = targetsOf(facts, tokens);
     std::vector<ColumnKind> stored;
     for (const auto& target : statement.targets)
@@ -214,8 +216,9 @@ std::vector<Text> Channel::neverNull(const StatementFacts& facts, std::span<cons
     if (table == nullptr) return names;
     for (const auto& column : table->columns) {
         // Another column may have been given the name.
-        const bool isHidden =
-            std::ranges::any_of(items, [&](const auto& item) { return equalNoCase(item.name, column.name); });
+        const bool isHidden = std::ranges::any_of(items, [&](const auto& item) {
+            return item.kind == ResultItem::Kind::named && equalNoCase(item.name, column.name);
+        });
         if (column.isKey && !isHidden) names.push_back(column.name);
     }
     return names;

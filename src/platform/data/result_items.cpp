@@ -50,7 +50,7 @@ bool isColumn(std::span<const Token> item) {
 ResultItem itemOf(std::span<const Token> item) {
     const Token& last = item.back();
     if (last.is("*") && (item.size() == 1 || item[item.size() - 2].is("."))) return {Kind::all, {}};
-    if (isColumn(item)) return {Kind::column, {}};
+    if (isColumn(item)) return {Kind::column, nameIn(last)};
     if (item.size() > 2 && item[item.size() - 2].isWord("as") && !item[item.size() - 3].is("."))
         return {Kind::named, nameIn(last)};
     if (item.size() > 1 && canName(last) && endsOperand(item[item.size() - 2])) return {Kind::named, nameIn(last)};
@@ -76,6 +76,22 @@ std::size_t beginOfList(std::span<const Token> tokens) {
     return tokens.size();
 }
 
+/// The query in brackets that is all that `source` names; empty when it names anything else.
+std::span<const Token> queryWithin(std::span<const Token> source) {
+    if (source.size() < 3 || !source[0].is("(") || !source[1].isWord("select")) return {};
+    int depth = 1;
+    std::size_t close = 0;
+    while (depth > 0 && ++close < source.size()) {
+        if (source[close].is("(")) ++depth;
+        if (source[close].is(")")) --depth;
+    }
+    std::size_t next = close + 1;
+    if (next < source.size() && source[next].isWord("as")) ++next;
+    if (next < source.size() && source[next].isName() && !isOneOf(listEnds, source[next])) ++next;
+    const bool isAlone = next >= source.size() || source[next].is(";") || isOneOf(listEnds, source[next]);
+    return isAlone && depth == 0 ? source.subspan(1, close - 1) : std::span<const Token>();
+}
+
 } // namespace
 
 std::vector<ResultItem> readResultItems(std::span<const Token> tokens) {
@@ -93,7 +109,13 @@ std::vector<ResultItem> readResultItems(std::span<const Token> tokens) {
         if (i == start) return {};
         items.push_back(itemOf(tokens.subspan(start, i - start)));
         start = i + 1;
-        if (ends) return items;
+        if (ends) {
+            const bool isAll = items.size() == 1 && items.front().kind == Kind::all && token.isWord("from");
+            if (const auto within = queryWithin(tokens.subspan(start)); isAll && !within.empty()) {
+                return readResultItems(within);
+            }
+            return items;
+        }
     }
     if (start < tokens.size()) items.push_back(itemOf(tokens.subspan(start)));
     return items;
@@ -109,8 +131,11 @@ void nameColumns(std::span<const ResultItem> items, std::span<ResultColumn> colu
     if (hasAll ? firstAll + last > columns.size() : items.size() != columns.size()) return;
 
     const auto name = [&](const ResultItem& item, std::size_t position) {
-        if (item.kind == Kind::named) columns[position].name = item.name;
-        if (item.kind == Kind::expression) columns[position].name = "Expr" + std::to_string(1000 + position);
+        ResultColumn& column = columns[position];
+        if (item.kind == Kind::named) column.name = item.name;
+        if (item.kind == Kind::column && !item.name.empty())
+            column.name = equalNoCase(column.originColumn, item.name) ? column.originColumn : item.name;
+        if (item.kind == Kind::expression) column.name = "Expr" + std::to_string(1000 + position);
     };
     for (std::size_t i = 0; i < firstAll; ++i)
         name(items[i], i);

@@ -176,9 +176,11 @@ private:
     }
     void readRange(std::size_t i, std::size_t parameter) {
         const Text column = columnBefore(tokens_[i - 1].isWord("not") ? i - 1 : i);
-        if (!isParameter(i + 1) || i + 2 >= tokens_.size() || !tokens_[i + 2].isWord("and")) return;
-        compare(parameter, column);
-        if (isParameter(i + 3) && endsAt(i + 4)) compare(parameter + 1, column);
+        const bool isSigned = i + 1 < tokens_.size() && tokens_[i + 1].is("-");
+        const std::size_t middle = isSigned ? i + 3 : i + 2;
+        if (!isParameter(middle - 1) || middle >= tokens_.size() || !tokens_[middle].isWord("and")) return;
+        if (!isSigned) compare(parameter, column);
+        if (isParameter(middle + 1) && endsAt(middle + 2)) compare(parameter + 1, column);
     }
 
     [[nodiscard]] bool startsJoinOrGroup() const noexcept {

@@ -123,16 +123,13 @@ constexpr std::array expressions = std::to_array<Expression>({
     {"iif(condition double precision, yes text, no double precision)", "text",
      "case when condition <> 0 then yes else corveth.text(no) end"},
 
-    // Half away from zero. The digits of the double itself decide what is half, and a conversion would round them.
+    // Half away from zero; of a fraction the fifteen digits count that it is written with.
     {"round(value double precision)", "double precision",
      "case when abs(value) >= 4503599627370496 then value when value < 0 then trunc(value - 0.5) "
      "else trunc(value + 0.5) end"},
-    {"exact(value double precision)", "numeric",
-     "trunc(value)::bigint + trunc((value - trunc(value)) * 1152921504606846976)::bigint * "
-     "0.000000000000000000867361737988403547205962240695953369140625"},
     {"round(value double precision, decimals double precision)", "double precision",
      "case when abs(value) >= 4503599627370496 then value when decimals < 1 then corveth.round(value) "
-     "else round(corveth.exact(value), least(decimals, 30)::integer)::double precision end"},
+     "else round(value::numeric, least(decimals, 30)::integer)::double precision end"},
     {"\"like\"(value text, pattern text)", "boolean", R"(lower(value collate "C") ~ corveth.pattern(pattern))"},
 });
 

@@ -23,6 +23,27 @@ Text tableStatement(const TableDefinition& table) {
     return fmt::format("create table {} ({})", table.name, fmt::join(parts, ", "));
 }
 
+/// Whatever is not 0 is True, and True is -1.
+std::vector<Text> flagStatements(const TableDefinition& table) {
+    std::vector<Text> names, conditions, assignments;
+    for (const ColumnDefinition& column : table.columns) {
+        if (column.type != ColumnType::boolean) continue;
+        names.push_back(column.name);
+        conditions.push_back(fmt::format("new.{} not in (0, -1)", column.name));
+        assignments.push_back(fmt::format("{0} = case when {0} <> 0 then -1 else {0} end", column.name));
+    }
+    std::vector<Text> statements;
+    if (names.empty()) return statements;
+    const Text update = fmt::format("of {}", fmt::join(names, ", "));
+    for (const auto& [event, columns] : {std::pair<TextView, TextView>{"insert", {}}, {"update", update}}) {
+        statements.push_back(fmt::format("create trigger {0}_flags_{1} after {1} {2} on {0} when {3} begin "
+                                         "update {0} set {4} where rowid = new.rowid; end",
+                                         table.name, event, columns, fmt::join(conditions, " or "),
+                                         fmt::join(assignments, ", ")));
+    }
+    return statements;
+}
+
 /// The pieces that the statements of one joined view are put together from.
 class ViewWriter {
 public:
@@ -127,8 +148,11 @@ std::vector<Text> definitionStatements(const Definition& definition) {
     std::vector<Text> statements = {
         "create table IdCounters (TableName char(64) not null collate nocase, Code char(2) not null collate nocase, "
         "LastNumber integer not null, primary key (TableName, Code))"};
-    for (const TableDefinition& table : definition.tables)
+    for (const TableDefinition& table : definition.tables) {
         statements.push_back(tableStatement(table));
+        for (Text& statement : flagStatements(table))
+            statements.push_back(std::move(statement));
+    }
     for (const IndexDefinition& index : definition.indexes) {
         statements.push_back(
             fmt::format("create index {} on {} ({})", index.name(), index.table, fmt::join(index.columns, ", ")));

@@ -45,6 +45,10 @@ TEST(ConnectionString, NamesAllThatIsWrongAtOnce) {
         {"keywords of another engine", "Provider=SQLite;Data Source=x;Host=h;SSL Mode=off",
          "\"Host\" does not suit the provider SQLite; \"SSL Mode\" does not suit the provider SQLite."},
         {"twice", "Provider=SQLite;Data Source=x;DATA SOURCE=y", "\"Data Source\" is given twice."},
+        {"a password that ends too early", "Provider=SQLite;Data Source=x;Password=a;b=c;d;e=f",
+         "what follows the Password (one with a semicolon stands in quotes) has no value; what follows the "
+         "Password (one with a semicolon stands in quotes) is not known; what follows the Password (one "
+         "with a semicolon stands in quotes) is not known; \"Password\" does not suit the provider SQLite."},
         {"no value", "Provider=SQLite;Data Source", "\"Data Source\" has no value; \"Data Source\" is missing."},
         {"no keyword", "Provider=SQLite;=x;Data Source=x", "a value without a keyword."},
         {"no end", "Provider=SQLite;Data Source='x;Log=y", "a quoted value has no end."},

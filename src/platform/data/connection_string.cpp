@@ -34,6 +34,21 @@ TextView trim(TextView text) noexcept {
     return text;
 }
 
+const char* findKeyword(std::span<const char* const> keywords, TextView keyword) noexcept {
+    const auto found = std::ranges::find_if(keywords, [&](const char* known) { return equalNoCase(known, keyword); });
+    return found == keywords.end() ? nullptr : *found;
+}
+
+/// As a message names what stands for a keyword. Behind a password it may be the rest of the password.
+Text named(const char* what, TextView keyword, std::span<const Pair> before) {
+    const auto known = std::ranges::find_if(std::views::reverse(before), [](const Pair& pair) {
+        return findKeyword(allKeywords, pair.keyword) != nullptr;
+    });
+    const bool isSecret = known != before.rend() && equalNoCase(known->keyword, "Password");
+    return isSecret ? "what follows the Password (one with a semicolon stands in quotes)"
+                    : what + ("\"" + Text(keyword)) + "\"";
+}
+
 class Reader {
 public:
     Reader(TextView text, std::vector<Text>& problems) : text_(text), problems_(problems) {}
@@ -54,7 +69,7 @@ public:
                     pairs.push_back({Text(keyword), std::move(value), begin, at_});
                 }
             } else if (!keyword.empty()) {
-                problems_.push_back("\"" + Text(keyword) + "\" has no value");
+                problems_.push_back(named("", keyword, pairs) + " has no value");
             }
             if (at_ < text_.size()) ++at_;
         }
@@ -95,11 +110,6 @@ private:
     std::vector<Text>& problems_;
     std::size_t at_ = 0;
 };
-
-const char* findKeyword(std::span<const char* const> keywords, TextView keyword) noexcept {
-    const auto found = std::ranges::find_if(keywords, [&](const char* known) { return equalNoCase(known, keyword); });
-    return found == keywords.end() ? nullptr : *found;
-}
 
 const Provider* findProvider(TextView name) noexcept {
     for (const auto* provider : providers()) {
@@ -171,10 +181,12 @@ ConnectionSettings parseConnectionString(TextView text, TextView userId, TextVie
     std::vector<Text> problems;
     ConnectionSettings settings;
     if (text.find('\0') != TextView::npos) problems.push_back("it holds a NUL character");
-    for (auto& pair : Reader(text, problems).read()) {
+    std::vector<Pair> pairs = Reader(text, problems).read();
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        Pair& pair = pairs[i];
         const char* keyword = findKeyword(allKeywords, pair.keyword);
         if (keyword == nullptr) {
-            problems.push_back("the keyword \"" + pair.keyword + "\" is not known");
+            problems.push_back(named("the keyword ", pair.keyword, std::span(pairs).first(i)) + " is not known");
         } else if (std::ranges::any_of(settings.values, [&](const auto& known) { return known.first == keyword; })) {
             problems.push_back("\"" + Text(keyword) + "\" is given twice");
         } else {

@@ -22,6 +22,17 @@ Text onOneLine(TextView message) {
     return line;
 }
 
+/// Of what a user can do something about, but would not know what.
+TextView advice(const Failure& failure) noexcept {
+    if (failure.is(states::lockNotAvailable)) {
+        return ": another connection is changing the same data; try again when it is done";
+    }
+    if (failure.is(states::queryCanceled) && failure.words.find("statement timeout") != Text::npos) {
+        return ": it took longer than the connection's timeout allows";
+    }
+    return {};
+}
+
 } // namespace
 
 Failure failureOf(const pg_result* result) {
@@ -33,6 +44,7 @@ Failure failureOf(const pg_result* result) {
     if (failure.words.empty()) failure.words = onOneLine(PQresultErrorMessage(result));
     if (const Text detail = field(PG_DIAG_MESSAGE_DETAIL); !detail.empty()) failure.words += ": " + detail;
     failure.words += failure.state.empty() ? " (PostgreSQL)" : " (PostgreSQL " + failure.state + ")";
+    failure.words += advice(failure);
     return failure;
 }
 

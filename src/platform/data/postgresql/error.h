@@ -28,6 +28,8 @@ inline constexpr TextView ambiguousParameter = "42P08";
 inline constexpr TextView cannotCoerce = "42846";
 inline constexpr TextView stalePlan = "0A000"; ///< among others: the columns of a prepared statement have changed
 inline constexpr TextView unknownStatement = "26000";
+inline constexpr TextView lockNotAvailable = "55P03";
+inline constexpr TextView queryCanceled = "57014";
 } // namespace states
 
 /// Of a command's result.

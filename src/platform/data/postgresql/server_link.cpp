@@ -39,6 +39,14 @@ constexpr std::array keepalive = std::to_array<Keyword>({
     {"tcp_user_timeout", "60000"},
 });
 
+/// A wait for a lock ends a little before the statement would, so that the server can say what it was.
+Text timeLimits(std::int32_t seconds) {
+    constexpr std::int64_t earlier = 200, asLittleAsPossible = 1;
+    const std::int64_t milliseconds = std::int64_t{seconds} * 1000;
+    return fmt::format("set_config('statement_timeout', '{}ms', false), set_config('lock_timeout', '{}ms', false)",
+                       milliseconds, milliseconds > 0 ? milliseconds - earlier : asLittleAsPossible);
+}
+
 /// With which a server that goes down takes its leave, some of it as a mere warning.
 constexpr TextView leaving = "57P";
 
@@ -84,7 +92,10 @@ ServerLink::ServerLink(const ConnectionSettings& settings, TextView database)
     connection_.reset(PQconnectdbParams(words.data(), values.data(), 0));
     const TextView name = database.empty() ? settings.value("Database") : database;
     if (PQstatus(connection_.get()) != CONNECTION_OK) {
-        fail(fmt::format("The database \"{}\" cannot be opened: {}", name, failureOf(connection_.get()).words));
+        // Of which the library only says that it was not supplied.
+        const bool isAskedFor = PQconnectionNeedsPassword(connection_.get()) != 0;
+        fail(fmt::format("The database \"{}\" cannot be opened: {}{}", name, failureOf(connection_.get()).words,
+                         isAskedFor ? ": no Password is given, and the password file (~/.pgpass) has none" : ""));
     }
     PQsetNoticeReceiver(connection_.get(), &keepEnd, &lastNotice_);
     // So that a server that stops reading cannot keep us waiting for ever either.
@@ -95,10 +106,12 @@ ServerLink::ServerLink(const ConnectionSettings& settings, TextView database)
 }
 
 void ServerLink::configure(const ConnectionSettings& settings) {
-    Text statement = fmt::format("select set_config('standard_conforming_strings', 'on', false), "
-                                 "set_config('statement_timeout', '{}s', false), "
-                                 "set_config('lock_timeout', '{}', false)",
-                                 timeout_, timeout_ == 0 ? "1ms" : "0");
+    Text statement = "select set_config('standard_conforming_strings', 'on', false), " + timeLimits(timeout_);
+    // A user's own schema comes first when there is one. The schema of the dialect's functions is not meant, whatever
+    // the user is called: tables in it would be found by nobody else.
+    statement += ", set_config('search_path', case when current_user = 'corveth' then "
+                 "regexp_replace(current_setting('search_path'), '\"[$]user\"[ ]*,[ ]*', '') "
+                 "else current_setting('search_path') end, false)";
     if (settings.isReadOnly) {
         // What is looked at in one transaction is all of one moment.
         statement += ", set_config('default_transaction_read_only', 'on', false), "
@@ -109,10 +122,7 @@ void ServerLink::configure(const ConnectionSettings& settings) {
 
 void ServerLink::setTimeout(std::int32_t seconds) {
     timeout_ = seconds;
-    const Text statement = fmt::format("select set_config('statement_timeout', '{}s', false), "
-                                       "set_config('lock_timeout', '{}', false)",
-                                       seconds, seconds == 0 ? "1ms" : "0");
-    ask(statement.c_str());
+    ask(("select " + timeLimits(seconds)).c_str());
 }
 
 Result ServerLink::ask(const char* statement) {

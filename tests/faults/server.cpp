@@ -78,7 +78,7 @@ const Ending endings[] = {
      [](const OwnServer& server) { server.end(SIGINT); }},
     {"AServerThatIsShutDownAtOnce", "terminating connection due to immediate shutdown command (PostgreSQL 57P01)",
      [](const OwnServer& server) { server.end(SIGQUIT); }, true, "server closed the connection unexpectedly"},
-    {"AMachineThatGoesOff", "server closed the connection unexpectedly",
+    {"AMachineThatGoesOff", "server closed the connection unexpectedly. This probably means the server terminated",
      [](const OwnServer& server) { server.crash(); }, true, "unexpected postmaster exit"},
     {"AServerThatIsKilled", "terminating connection due to unexpected postmaster exit (PostgreSQL 57P01)",
      [](const OwnServer& server) { server.kill(); }, true, "server closed the connection unexpectedly", false},

@@ -6,16 +6,22 @@ namespace corveth::data::postgresql {
 
 namespace {
 
-/// The lines of a message, with a blank between them.
+/// The lines of a message on one; where a line ends and the next begins a sentence, there is a point between them.
 Text onOneLine(TextView message) {
     Text line;
+    bool isLineEnd = false;
     for (const char c : message) {
-        const bool isBlank = c == '\n' || c == '\t' || c == ' ';
-        if (!isBlank) {
-            line += c;
-        } else if (!line.empty() && line.back() != ' ') {
-            line += ' ';
+        if (c == '\n' || c == '\t' || c == ' ') {
+            isLineEnd = isLineEnd || c == '\n';
+            if (!line.empty() && line.back() != ' ') line += ' ';
+            continue;
         }
+        const bool isSentence = isLineEnd && line.size() > 1 && c >= 'A' && c <= 'Z';
+        if (isSentence && TextView(".?!:;").find(line[line.size() - 2]) == TextView::npos) {
+            line.insert(line.size() - 1, 1, '.');
+        }
+        line += c;
+        isLineEnd = false;
     }
     while (!line.empty() && line.back() == ' ')
         line.pop_back();

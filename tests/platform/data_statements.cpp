@@ -154,7 +154,8 @@ TEST_P(DataStatements, MeanWhatTheDialectSays) {
         {"group by position", "Select 10, Count(*) From Items Group By 1", "10,3"},
         {"having in brackets", "Select Link, Max(Size) As M From Items Group By Link Having  (Items.Link='CN1')",
          "CN1,-7"},
-        {"a type with a length", "Select Cast('12' As integer), Cast('ab' As varchar(3))", "12,ab"},
+        {"a type with a length", "Select Cast(12.7 As integer), Cast('ab' As char(3))", "12,ab"},
+        {"a division by zero", "Select 7/0, 7.5/(2-2), 7 Mod 0, 6/2*3, 10/-(5)", "-,-,-,9,-2"},
         {"limit", "Select Id From Items Order By Id Limit 1", "A1"},
         {"a sub-select", "Select Id From Items Where Id In (Select Id From Items Where Size>0 Or Link='CN1')", "A1;A2"},
     };

@@ -308,7 +308,15 @@ private:
     void renderElements(std::size_t begin, std::size_t end) {
         std::size_t i = begin;
         while (i < end) {
+            if (const std::size_t next = renderCast(i, end); next != i) {
+                i = next;
+                continue;
+            }
             emit(i);
+            if (dialect_.refusesToDivideByZero && isDivision(i)) {
+                i = renderDivisor(i + 1, end);
+                continue;
+            }
             if (opensGroup(i)) {
                 const std::size_t close = std::min(partner_[i], end);
                 renderLevel(i + 1, close);
@@ -317,6 +325,44 @@ private:
             }
             ++i;
         }
+    }
+
+    [[nodiscard]] bool isDivision(std::size_t i) const {
+        return tokens_[i].is("/") || tokens_[i].is("%") || (tokens_[i].isWord("mod") && !beforeSymbol(i, "("));
+    }
+
+    /// One operand: a sign, a name with its dots, a call or a bracket.
+    std::size_t renderDivisor(std::size_t begin, std::size_t end) {
+        std::size_t i = begin;
+        while (i < end && (tokens_[i].is("-") || tokens_[i].is("+")))
+            ++i;
+        while (i + 2 < end && tokens_[i].isName() && tokens_[i + 1].is("."))
+            i += 2;
+        if (i >= end) return begin;
+        if (tokens_[i].isName() && i + 1 < end && tokens_[i + 1].is("(")) ++i;
+        i = opensGroup(i) ? std::min(partner_[i] + 1, end) : i + 1;
+        put("NullIf (");
+        renderElements(begin, i);
+        put(", 0 )");
+        return i;
+    }
+
+    /// Where a Cast at `i` ends that was rendered as a function; `i` when there is none.
+    std::size_t renderCast(std::size_t i, std::size_t end) {
+        if (dialect_.casts.empty() || !tokens_[i].isWord("cast") || afterDot(i) || !beforeSymbol(i, "(")) return i;
+        const std::size_t close = std::min(partner_[i + 1], end);
+        std::size_t as = i + 2;
+        while (as < close && !tokens_[as].isWord("as"))
+            as = opensGroup(as) ? std::min(partner_[as] + 1, close) : as + 1;
+        if (as + 1 >= close) return i;
+        const Text type = foldCase(tokens_[as + 1].raw);
+        const auto function = std::ranges::find(dialect_.casts, TextView(type), &Dialect::Function::name);
+        if (function == dialect_.casts.end()) return i;
+        put(function->engineName);
+        put("(");
+        renderLevel(i + 2, as);
+        put(")");
+        return close + 1;
     }
 
     /// The pattern begins at `begin`; what is compared was rendered from `lastRun` on.

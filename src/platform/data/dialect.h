@@ -27,6 +27,10 @@ struct Dialect {
     bool ordersNullLast = false;
     /// A number is no condition.
     bool hasConditions = false;
+    /// What is divided by 0 is Null in the dialect.
+    bool refusesToDivideByZero = false;
+    /// Functions that do what Cast to a type does, where the engine's own rounds, pads or refuses.
+    std::span<const Function> casts{};
 };
 
 /// The engine's text of a statement whose literals may have become parameters. Refuses one whose brackets are nested

@@ -47,6 +47,19 @@ void appendParameter(Text& out, std::size_t number) {
     out += std::to_string(number);
 }
 
+constexpr std::array castNames = std::to_array<Dialect::Function>({
+    {"char", "corveth.text"},
+    {"varchar", "corveth.text"},
+    {"text", "corveth.text"},
+    {"integer", "corveth.whole"},
+    {"int", "corveth.whole"},
+    {"smallint", "corveth.whole"},
+    {"bigint", "corveth.whole"},
+    {"real", "corveth.real"},
+    {"double", "corveth.real"},
+    {"float", "corveth.real"},
+});
+
 /// A function that is one expression, which the planner puts in the place of its call.
 struct Expression {
     const char* signature;
@@ -101,6 +114,15 @@ constexpr std::array expressions = std::to_array<Expression>({
      "corveth.left(corveth.mid(value, start), count)"},
     {"mid(value double precision, start double precision, count double precision)", "text",
      "corveth.left(corveth.mid(value, start), count)"},
+
+    // As much of a text as is a number.
+    {"whole(value text)", "bigint",
+     R"(case when value is not null then coalesce(substring(value from '^\s*([+-]?[0-9]+)'), '0')::bigint end)"},
+    {"whole(value double precision)", "bigint", "trunc(value)::bigint"},
+    {"real(value text)", "double precision",
+     R"(case when value is not null then coalesce(substring(value from )"
+     R"('^\s*([+-]?(?:[0-9]+\.?[0-9]*|\.[0-9]+)(?:[eE][+-]?[0-9]+)?)'), '0')::double precision end)"},
+    {"real(value double precision)", "double precision", "value"},
 
     {"nz(value text)", "text", "coalesce(value, '')"},
     {"nz(value double precision)", "double precision", "coalesce(value, 0)"},
@@ -219,7 +241,9 @@ const Dialect& dialect() noexcept {
                                                .foldsNames = true,
                                                .reservedNames = reservedNames,
                                                .ordersNullLast = true,
-                                               .hasConditions = true};
+                                               .hasConditions = true,
+                                               .refusesToDivideByZero = true,
+                                               .casts = castNames};
     return postgresqlDialect;
 }
 

@@ -276,14 +276,18 @@ void Rows::readRows(const Variant& variant, const pg_result* result, std::vector
     cells.reserve(cells.size() + static_cast<std::size_t>(count) * variant.columns.size());
     for (int row = 0; row < count; ++row) {
         for (int column = 0; column < columns; ++column) {
-            if (PQgetisnull(result, row, column) != 0) {
+            const int length = PQgetlength(result, row, column);
+            if (length == 0 && PQgetisnull(result, row, column) != 0) {
                 cells.emplace_back(Null{});
                 continue;
             }
-            const TextView cell(PQgetvalue(result, row, column),
-                                static_cast<std::size_t>(PQgetlength(result, row, column)));
+            const TextView cell(PQgetvalue(result, row, column), static_cast<std::size_t>(length));
             const auto at = static_cast<std::size_t>(column);
             const WireType type = variant.cellTypes[at];
+            if (type == WireType::text) { // as most are
+                cells.emplace_back(cell);
+                continue;
+            }
             const ColumnKind kind = variant.columns[at].kind;
             cells.push_back(variant.isBinary ? decodeBinary(cell, type, kind) : decodeText(cell, type, kind));
         }

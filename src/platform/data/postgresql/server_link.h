@@ -39,7 +39,7 @@ struct Command {
     Kind kind;
     const char* name = nullptr;
     const char* text = nullptr;
-    std::span<const Oid> types{};
+    std::span<const Oid> types{}; // NOLINT(readability-redundant-member-init): the compiler asks for it
     const Arguments* arguments = nullptr;
     bool wantsBinary = false;
 };

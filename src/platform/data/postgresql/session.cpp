@@ -176,16 +176,17 @@ Answers PostgresSession::run(std::span<const Command> commands, bool changes) {
     answers.results.erase(answers.results.begin(), answers.results.begin() + static_cast<std::ptrdiff_t>(std::min(
                                                                                  first, answers.results.size())));
 
+    Text words = answers.failure ? answers.failure->words : Text();
     if (link_.state() == ServerLink::State::lost) {
-        if (!levels_.empty()) endTransaction(answers.failure->words);
+        if (!levels_.empty()) endTransaction(words);
         const bool isUnsure = levels_.empty() && changes;
-        fail(answers.failure->words + (isUnsure ? ". Whether the change was made is not known." : ""));
+        fail(words + (isUnsure ? ". Whether the change was made is not known." : ""));
     }
     if (levels_.empty()) return answers;
     if (answers.done < first) {
         link_.ask("rollback");
-        endTransaction(answers.failure->words);
-        fail(std::move(answers.failure->words));
+        endTransaction(words);
+        fail(std::move(words));
     }
     pending_.clear();
     Level& level = levels_.back();

@@ -36,6 +36,8 @@ TEST_P(DataStatements, MeanWhatTheDialectSays) {
         {"double quotes are text, also when a column has that name", "Select Id From Items Where Link=\"Link\"", "A1"},
         {"doubled quotes", "Select 'it''s', \"say \"\"x\"\"\", \"it's\", '\"', ''", "it's,say \"x\",it's,\","},
         {"keys compare without regard to case", "Select Id From Items Where Id='a1' And Link='LINK'", "A1"},
+        {"keys beside computed texts",
+         "Select Id From Items Where Id='a' & '1' Or Left('cn1xx', 3)=Link And Id>='a' & ''", "A1;A2"},
         {"texts compare exactly", "Select Id From Items Where Name='ANN''S'", ""},
         {"bracketed names", "Select [Items].[Name] As [My Name] From [Items] Where [Id]='A1'", "Ann's"},
         {"a quoted alias", "Select Id As 'Key' From Items Where Id='A1'", "A1"},
@@ -128,6 +130,24 @@ TEST_P(DataStatements, MeanWhatTheDialectSays) {
          "Select Nz(Size, 0), Nz(Size, 'none'), Nz(Ratio, 1.5), Nz(Name, 0), Nz(Due, #2020-01-01#) "
          "From Items Where Id='B1'",
          "0,none,1.5,0,43831"},
+        {"functions of a Null that stands there",
+         "Select IIf(Done, Due, Null), IIf(Done, Null, Name), Nz(Null, 'x'), Len(Null), IIf(Null, 1, 2), "
+         "Coalesce(Null, 5)"
+         " From Items Order By Id",
+         "43889,-,x,-,2,5;-,a%b_c,x,-,2,5;-,-,x,-,2,5"},
+        {"division gives fractions",
+         "Select Size / 2, -Size / -(4 + 2) * 3, Size / Items.Size / '2', Price / Size, Len(Id & 'x') / Len(Id) From "
+         "Items "
+         "Where Id='A1'",
+         "1.5,1.5,0.5,-,1.5"},
+        {"division by nothing",
+         "Select Size / 0, Size / (Size - Size), 1 / Count(Price) From Items Where Id='A1' Group By Size", "-,-,-"},
+        {"numbers in texts",
+         "Select Max(Right(Id, 1)) + 1, 10 - Left(Id, 0), Right(Id, 1) * Right(Id, 1), Right(Id, 1) / 2 "
+         "From Items Where Size=-7 Group By Id",
+         "3,10,4,1"},
+        {"other names of functions", "Select IfNull(Name, 'none'), InStr('abc', 'c') From Items Where Id='B1'",
+         "none,3"},
         {"Round goes away from zero",
          "Select Round(2.5), Round(-2.5), Round(2.675, 2), Round(0.125, 2), Round(-1234.56785, 4), Round(Size)"
          " From Items Where Id='A1'",
@@ -274,6 +294,9 @@ TEST_P(DataStatements, AreRefusedWithTheReason) {
     const Text noColumn = "-2147467259 ADODB.Connection: " + GetParam().noColumn("Nope");
     const Case cases[] = {
         {"nothing", "", "-2147217908 ADODB.Connection: Command text was not set for the command object."},
+        {"no columns", "Select From Items",
+         "-2147467259 ADODB.Connection: Syntax error in the statement: Select without"},
+        {"nothing to select", "Select;", "-2147467259 ADODB.Connection: Syntax error in the statement: Select without"},
         {"a semicolon", " ;\n", "-2147217908 ADODB.Connection: Command text was not set for the command object."},
         {"two", "Delete From Items;Delete From Items",
          "3142 ADODB.Connection: Characters found after end of SQL statement."},
@@ -367,6 +390,9 @@ TEST_P(DataStatements, StoreOnlyWhatTheColumnTakes) {
         {"too great for a byte", "Tiny=255.5", "6 ADODB.Connection: Overflow"},
         {"too great for 32 bits", "Size=2147483648", "6 ADODB.Connection: Overflow"},
         {"an average into a flag", "Done=-0.3333", "True"},
+        {"a condition into a flag", "Done=Size=3 And Not Name='x'", "True"},
+        {"a condition in brackets into a flag", "Done=((Size>3) Or Name Is Null)", "False"},
+        {"a condition into a number", "Size=(Size=3), Name=Nz(Name), Done=Not Done", "1"},
         {"a text into a flag", "Done='False'", "False"},
         {"a date in quotes", "Due='28-Feb-2020'", "2020-02-28"},
         {"a day number", "Due=43889.5", "2020-02-28 12:00:00"},

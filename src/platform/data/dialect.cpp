@@ -57,6 +57,10 @@ public:
     }
 
     Text run() {
+        const bool isEmptyList = tokens_.size() < 2 || tokens_[1].isWord("from") || tokens_[1].is(";");
+        if (!tokens_.empty() && tokens_[0].isWord("select") && isEmptyList) { // which an engine may take for a query
+            throw Error(errors::engine, "ADODB.Connection", "Syntax error in the statement: Select without columns.");
+        }
         renderLevel(0, tokens_.size());
         return std::move(out_);
     }
@@ -86,6 +90,14 @@ private:
     }
     [[nodiscard]] bool opensGroup(std::size_t i) const noexcept {
         return tokens_[i].is("(") || (tokens_[i].isWord("case") && !afterDot(i));
+    }
+
+    /// The token after this one, or after the bracket or Case that it opens.
+    [[nodiscard]] std::size_t next(std::size_t i, std::size_t end) const {
+        return opensGroup(i) ? std::min(partner_[i] + 1, end) : i + 1;
+    }
+    [[nodiscard]] bool isQuery(std::size_t i) const noexcept {
+        return i < tokens_.size() && (tokens_[i].isWord("select") || tokens_[i].isWord("with"));
     }
 
     [[nodiscard]] bool isBoundary(std::size_t i) const {
@@ -132,6 +144,8 @@ private:
         bool isDescending = false;
         bool saysNullOrder = false;
         bool termIsNeverNull = false;
+        bool inAssignments = false; ///< of an Update
+        bool assigns = false;       ///< the next sign of equality does
     };
 
     void renderLevel(std::size_t begin, std::size_t end, bool isCondition = false) {
@@ -194,6 +208,10 @@ private:
         }
 
         if (token.isWord("is")) return renderIs(level, i);
+        if (token.is("=") && level.assigns) return renderAssigned(level, i);
+        if (token.isWord("set") || !(isValueWord || isOneOf(conditionWords, token)))
+            level.inAssignments = token.isWord("set") || (level.inAssignments && token.is(","));
+        level.assigns = level.inAssignments && (token.isWord("set") || token.is(","));
         const bool isBetweens = token.isWord("and") && level.betweenIsOpen;
         const bool isOperator = token.isWord("not") && i + 1 < level.end && isOneOf(valueWords, tokens_[i + 1]) &&
                                 !tokens_[i + 1].isWord("exists");
@@ -217,14 +235,43 @@ private:
     std::size_t renderIs(Level& level, std::size_t i) {
         level.termBegins = level.afterLogical = false;
         const bool negated = i + 1 < level.end && tokens_[i + 1].isWord("not");
-        const std::size_t next = negated ? i + 2 : i + 1;
-        const bool isDistinct = next + 1 < level.end && tokens_[next].isWord("distinct");
-        if (!isDistinct && (next >= level.end || tokens_[next].isWord("null"))) {
+        const std::size_t other = negated ? i + 2 : i + 1;
+        const bool isDistinct = other + 1 < level.end && tokens_[other].isWord("distinct");
+        if (!isDistinct && (other >= level.end || tokens_[other].isWord("null"))) {
             put(negated ? "Is Not" : "Is");
-            return next;
+            return other;
         }
         put(negated == isDistinct ? "Is Not Distinct From" : "Is Distinct From");
-        return isDistinct ? next + 2 : next;
+        return isDistinct ? other + 2 : other;
+    }
+
+    /// The sign of equality of an assignment, and its value where that is a condition.
+    std::size_t renderAssigned(Level& level, std::size_t i) {
+        emit(i++);
+        level.assigns = level.termBegins = level.afterLogical = false;
+        std::size_t end = i;
+        while (end < level.end && !tokens_[end].is(",") && !tokens_[end].is(";") && !endsAssignments(end))
+            end = next(end, level.end);
+        if (dialect_.conditionNumber.empty() || !holdsCondition(i, end)) return i;
+        put(dialect_.conditionNumber);
+        put("(");
+        renderLevel(i, end, true);
+        put(")");
+        return end;
+    }
+
+    [[nodiscard]] bool endsAssignments(std::size_t i) const {
+        return isBoundary(i) && (tokens_[i].isWord("where") || tokens_[i].isWord("returning") ||
+                                 (tokens_[i].isWord("from") && !tokens_[i - 1].isWord("distinct")));
+    }
+
+    [[nodiscard]] bool holdsCondition(std::size_t begin, std::size_t end) const {
+        const bool isBracket = begin < end && tokens_[begin].is("(") && partner_[begin] + 1 == end;
+        if (isBracket) return !isQuery(begin + 1) && holdsCondition(begin + 1, end - 1);
+        for (std::size_t i = begin; i < end; i = next(i, end)) {
+            if (isBoundary(i) && (isComparison(tokens_[i]) || isOneOf(conditionWords, tokens_[i]))) return true;
+        }
+        return false;
     }
 
     void finishTerm(Level& level) {
@@ -252,8 +299,7 @@ private:
             return;
         }
         const bool isBracket = tokens_[begin].is("(") && partner_[begin] + 1 == end;
-        if (isBracket &&
-            !(begin + 1 < end && (tokens_[begin + 1].isWord("select") || tokens_[begin + 1].isWord("with")))) {
+        if (isBracket && !isQuery(begin + 1)) {
             emit(begin);
             renderLevel(begin + 1, end - 1, true);
             emit(end - 1);
@@ -264,10 +310,10 @@ private:
         put("<> 0 )");
     }
 
-    [[nodiscard]] bool isBareCondition(const Level& level, std::size_t next) const {
+    [[nodiscard]] bool isBareCondition(const Level& level, std::size_t after) const {
         if (!dialect_.hasConditions || !level.termBegins) return false;
-        if (next >= level.end) return level.isCondition || level.afterLogical;
-        const Token& token = tokens_[next];
+        if (after >= level.end) return level.isCondition || level.afterLogical;
+        const Token& token = tokens_[after];
         if (token.isWord("isnull") || token.isWord("notnull") || token.isWord("not") || isComparison(token) ||
             isOneOf(valueWords, token)) {
             return false;
@@ -277,7 +323,7 @@ private:
 
     void renderRun(std::size_t begin, std::size_t end) {
         std::vector<std::size_t> joints;
-        for (std::size_t i = begin; i < end; i = opensGroup(i) ? std::min(partner_[i] + 1, end) : i + 1) {
+        for (std::size_t i = begin; i < end; i = next(i, end)) {
             if (tokens_[i].is("&")) joints.push_back(i);
         }
         if (joints.empty()) {
@@ -308,8 +354,12 @@ private:
     void renderElements(std::size_t begin, std::size_t end) {
         std::size_t i = begin;
         while (i < end) {
-            if (const std::size_t next = renderCast(i, end); next != i) {
-                i = next;
+            if (const std::size_t after = renderCast(i, end); after != i) {
+                i = after;
+                continue;
+            }
+            if (isDivision(i)) {
+                i = renderDivision(i, end);
                 continue;
             }
             emit(i);
@@ -331,19 +381,24 @@ private:
         return tokens_[i].is("/") || tokens_[i].is("%") || (tokens_[i].isWord("mod") && !beforeSymbol(i, "("));
     }
 
-    /// One operand: a sign, a name with its dots, a call or a bracket.
-    std::size_t renderDivisor(std::size_t begin, std::size_t end) {
-        std::size_t i = begin;
+    /// The sign with what comes after it: a sign, a name with its dots, a call or a bracket.
+    std::size_t renderDivision(std::size_t i, std::size_t end) {
+        emit(i);
+        const bool isRemainder = !tokens_[i].is("/");
+        const std::size_t begin = i + 1;
+        i = begin;
         while (i < end && (tokens_[i].is("-") || tokens_[i].is("+")))
             ++i;
         while (i + 2 < end && tokens_[i].isName() && tokens_[i + 1].is("."))
             i += 2;
-        if (i >= end) return begin;
-        if (tokens_[i].isName() && i + 1 < end && tokens_[i + 1].is("(")) ++i;
-        i = opensGroup(i) ? std::min(partner_[i] + 1, end) : i + 1;
-        put("NullIf (");
+        if (i + 1 < end && tokens_[i].isName() && tokens_[i + 1].is("(")) ++i;
+        if (i >= end || (isRemainder && !dialect_.refusesToDivideByZero)) return begin;
+        i = next(i, end);
+        put(isRemainder ? "NullIf (" : "(");
+        if (!isRemainder) put(dialect_.divisor);
+        if (!isRemainder) put("(");
         renderElements(begin, i);
-        put(", 0 )");
+        put(isRemainder ? ", 0 )" : ") )");
         return i;
     }
 
@@ -353,7 +408,7 @@ private:
         const std::size_t close = std::min(partner_[i + 1], end);
         std::size_t as = i + 2;
         while (as < close && !tokens_[as].isWord("as"))
-            as = opensGroup(as) ? std::min(partner_[as] + 1, close) : as + 1;
+            as = next(as, close);
         if (as + 1 >= close) return i;
         const Text type = foldCase(tokens_[as + 1].raw);
         const auto function = std::ranges::find(dialect_.casts, TextView(type), &Dialect::Function::name);
@@ -458,6 +513,23 @@ private:
         }
     }
 
+    /// Of one of the dialect's functions, and alone.
+    [[nodiscard]] bool isArgument(std::size_t i) const {
+        const bool isAlone = i > 0 && (tokens_[i - 1].is("(") || tokens_[i - 1].is(",")) &&
+                             (beforeSymbol(i, ",") || beforeSymbol(i, ")"));
+        int depth = 1;
+        while (isAlone && i-- > 1) {
+            if (tokens_[i].is(")")) ++depth;
+            if (tokens_[i].is("(") && --depth == 0) return findFunction(i - 1) != nullptr;
+        }
+        return false;
+    }
+    [[nodiscard]] const Dialect::Function* findFunction(std::size_t i) const {
+        const Text word = foldCase(tokens_[i].raw);
+        const auto found = std::ranges::find(dialect_.functions, TextView(word), &Dialect::Function::name);
+        return found == dialect_.functions.end() ? nullptr : &*found;
+    }
+
     [[nodiscard]] bool isReservedName(std::size_t i) const {
         if (dialect_.reservedNames.empty() || beforeSymbol(i, "(")) return false;
         return std::ranges::binary_search(dialect_.reservedNames, TextView(foldCase(tokens_[i].raw)));
@@ -468,10 +540,10 @@ private:
         const Token& token = tokens_[i];
         if (afterDot(i) || beforeSymbol(i, ".")) return token.raw;
         if (beforeSymbol(i, "(")) {
-            const Text word = foldCase(token.raw);
-            const auto found = std::ranges::find(dialect_.functions, TextView(word), &Dialect::Function::name);
-            return found == dialect_.functions.end() ? token.raw : found->engineName;
+            const auto* function = findFunction(i);
+            return function == nullptr ? token.raw : function->engineName;
         }
+        if (token.isWord("null") && !dialect_.nullArgument.empty() && isArgument(i)) return dialect_.nullArgument;
         if (token.isWord("true")) return "-1";
         if (token.isWord("false")) return "0";
         if (token.isWord("mod")) return "%";

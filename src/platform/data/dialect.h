@@ -19,6 +19,9 @@ struct Dialect {
     TextView likeCollation; ///< what the operator needs behind its left side to know of ASCII letters only, if anything
     TextView likeFunction;  ///< (text, pattern), with the desktop's wildcards
     void (*appendParameter)(Text& out, std::size_t number); ///< from 1
+    TextView divisor;         ///< put before a divisor in brackets: division gives fractions, and Null for 0
+    TextView nullArgument;    ///< Null as the argument of a function, where it must have a type; else empty
+    TextView conditionNumber; ///< a function that makes a number of a condition, where that is none; else empty
     /// The engine knows names in small letters only: those in brackets are folded.
     bool foldsNames = false;
     /// Words that the engine keeps to itself and that are plain names in the dialect. Sorted.

@@ -25,6 +25,8 @@ constexpr std::array functionNames = std::to_array<Dialect::Function>({
     {"iif", "corveth.iif"},
     {"round", "corveth.round"},
     {"avg", "corveth.avg"},
+    {"ifnull", "coalesce"},
+    {"instr", "strpos"},
     {"date", "corveth.date"},
     {"now", "corveth.now"},
 });
@@ -145,6 +147,8 @@ constexpr std::array expressions = std::to_array<Expression>({
     {"iif(condition double precision, yes text, no double precision)", "text",
      "case when condition <> 0 then yes else corveth.text(no) end"},
 
+    {"divisor(value double precision)", "double precision", "nullif(value, 0)"},
+    {"number(condition boolean)", "integer", "case when condition then 1 when not condition then 0 end"},
     // Half away from zero; of a fraction the fifteen digits count that it is written with.
     {"round(value double precision)", "double precision",
      "case when abs(value) >= 4503599627370496 then value when value < 0 then trunc(value - 0.5) "
@@ -228,6 +232,44 @@ Text functionStatement(const Expression& expression, TextView volatility) {
                        expression.signature, expression.result, volatility, expression.text);
 }
 
+struct Operator {
+    TextView sign;
+    TextView name;
+};
+
+/// `text` says what is done with `one` and `other`.
+void addOperator(std::vector<Text>& statements, const Operator& sign, TextView left, TextView right, TextView result,
+                 const Text& text) {
+    statements.push_back(fmt::format("create function corveth.{}(one {}, other {}) returns {} language sql immutable "
+                                     "parallel safe as $$select {}$$",
+                                     sign.name, left, right, result, text));
+    statements.push_back(fmt::format("create operator {} (leftarg = {}, rightarg = {}, function = corveth.{})",
+                                     sign.sign, left, right, sign.name));
+}
+
+/// Beside a key or link any text compares without regard to case, a computed one too; beside a number a text is the
+/// number that it begins with.
+std::vector<Text> operatorStatements() {
+    constexpr auto comparisons = std::to_array<Operator>(
+        {{"=", "equal"}, {"<>", "unequal"}, {"<", "less"}, {"<=", "atmost"}, {">", "greater"}, {">=", "atleast"}});
+    constexpr auto calculations =
+        std::to_array<Operator>({{"+", "plus"}, {"-", "minus"}, {"*", "times"}, {"/", "parts"}});
+    constexpr TextView number = "double precision";
+    std::vector<Text> statements;
+    for (const auto& sign : comparisons) {
+        const Text text = fmt::format("one::citext {} other::citext", sign.sign);
+        addOperator(statements, sign, "citext", "text", "boolean", text);
+        addOperator(statements, sign, "text", "citext", "boolean", text);
+    }
+    for (const auto& sign : calculations) {
+        addOperator(statements, sign, "text", number, number, fmt::format("corveth.real(one) {} other", sign.sign));
+        addOperator(statements, sign, number, "text", number, fmt::format("one {} corveth.real(other)", sign.sign));
+        addOperator(statements, sign, "text", "text", number,
+                    fmt::format("corveth.real(one) {} corveth.real(other)", sign.sign));
+    }
+    return statements;
+}
+
 } // namespace
 
 const Dialect& dialect() noexcept {
@@ -238,6 +280,9 @@ const Dialect& dialect() noexcept {
                                                .likeCollation = "Collate \"C\"",
                                                .likeFunction = "corveth.like",
                                                .appendParameter = &appendParameter,
+                                               .divisor = "corveth.divisor",
+                                               .nullArgument = "Null::double precision",
+                                               .conditionNumber = "corveth.number",
                                                .foldsNames = true,
                                                .reservedNames = reservedNames,
                                                .ordersNullLast = true,
@@ -253,6 +298,7 @@ std::vector<Text> functionStatements() {
         statements.push_back(functionStatement(expression, "immutable"));
     for (const Expression& clock : clocks)
         statements.push_back(functionStatement(clock, "stable"));
+    std::ranges::move(operatorStatements(), std::back_inserter(statements));
     return statements;
 }
 

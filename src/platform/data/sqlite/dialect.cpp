@@ -169,6 +169,9 @@ const Dialect& dialect() noexcept {
                                            .likeCollation = {},
                                            .likeFunction = "corveth_like",
                                            .appendParameter = &appendParameter,
+                                           .divisor = "1.0 *",
+                                           .nullArgument = {},
+                                           .conditionNumber = {},
                                            .reservedNames = {}};
     return sqliteDialect;
 }

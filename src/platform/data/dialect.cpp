@@ -363,10 +363,6 @@ private:
                 continue;
             }
             emit(i);
-            if (dialect_.refusesToDivideByZero && isDivision(i)) {
-                i = renderDivisor(i + 1, end);
-                continue;
-            }
             if (opensGroup(i)) {
                 const std::size_t close = std::min(partner_[i], end);
                 renderLevel(i + 1, close);

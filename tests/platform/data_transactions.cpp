@@ -109,6 +109,77 @@ TEST_P(DataLockingTransactions, AreRefusedWhileThereIsAnother) {
     other->RollbackTrans();
 }
 
+/// This engine's transaction ends with the first failure, if nothing is done about it.
+class DataGuardedTransactions : public DataTransactions {
+protected:
+    [[nodiscard]] Text timeout() const { return rows("Select current_setting('statement_timeout')"); }
+};
+
+TEST_P(DataGuardedTransactions, KeepWhatWasDoneBeforeAFailure) {
+    connection->execute("create function adds() returns int language sql as $$insert into items (id) values ('A1') "
+                        "returning 1$$");
+    struct Case {
+        const char* name;
+        const char* given;
+        const char* looking;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"a function", "Select adds()", "Select Id From Items", "A1"},
+        {"a function in brackets", "Select [adds]()", "Select Id From Items", "A1"},
+        {"a table that a query makes", "Select 7 As Seven Into Made", "Select Seven From Made", "7"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        connection->BeginTrans();
+        connection->execute(row.given);
+        EXPECT_THAT(raised([&] { connection->execute("Select Nothing From Items"); }), StartsWith("-2147467259"));
+        EXPECT_EQ(rows(row.looking), row.expected);
+        connection->RollbackTrans();
+    }
+}
+
+TEST_P(DataGuardedTransactions, KeepATimeLimitThatWasSetInThem) {
+    connection->BeginTrans();
+    connection->execute("Select Id From Items");
+    connection->let_CommandTimeout(7);
+    EXPECT_THAT(raised([&] { connection->execute("Select Nothing From Items"); }), StartsWith("-2147467259"));
+    EXPECT_EQ(timeout(), "7s") << "after a statement that failed";
+    connection->BeginTrans();
+    connection->execute("Select Id From Items");
+    connection->let_CommandTimeout(8);
+    connection->RollbackTrans();
+    EXPECT_EQ(timeout(), "8s") << "after an inner rollback";
+    connection->RollbackTrans();
+    EXPECT_EQ(timeout(), "8s") << "after the outer rollback";
+}
+
+TEST_P(DataGuardedTransactions, GoOnWhenTheServerForgetsItsStatements) {
+    const auto used = [this] { return connection->nextId("NT", 10, "NoteId", "Notes"); };
+    for (const char* forgetting : {"discard all", "deallocate all", "do $$begin execute 'deallocate all'; end$$"}) {
+        SCOPED_TRACE(forgetting);
+        connection->BeginTrans();
+        insert(connection, "A1");
+        insert(connection, "A2");
+        connection->RollbackTrans();
+        const Text before = used();
+        connection->execute(forgetting);
+        EXPECT_EQ(ids(), "");
+        connection->BeginTrans();
+        insert(connection, "A1");
+        insert(connection, "A2");
+        EXPECT_EQ(ids(), "A1;A2");
+        connection->RollbackTrans();
+        EXPECT_GT(used(), before);
+    }
+    // More than the connection remembers: what is told to go is unknown by then.
+    constexpr int many = 300;
+    for (int i = 0; i < many; ++i) {
+        if (i == many / 2) connection->execute("do $$begin execute 'deallocate all'; end$$");
+        EXPECT_EQ(rows("Select " + std::to_string(i) + " As N" + std::to_string(i)), std::to_string(i));
+    }
+}
+
 class DataKeys : public DataTransactions {
 protected:
     [[nodiscard]] static Text next(const Ref<Connection>& on) { return on->nextId("NT", 10, "NoteId", "Notes"); }
@@ -230,6 +301,7 @@ TEST_P(DataKeysOfRows, AreNotGivenAgainByWhoRemembersThem) {
 CORVETH_ON_EVERY_ENGINE(DataTransactions);
 CORVETH_ON_ENGINE("SQLite", DataEndedTransactions);
 CORVETH_ON_ENGINE("SQLite", DataLockingTransactions);
+CORVETH_ON_ENGINE("PostgreSQL", DataGuardedTransactions);
 CORVETH_ON_EVERY_ENGINE(DataKeys);
 CORVETH_ON_ENGINE("SQLite", DataKeysOfRows);
 

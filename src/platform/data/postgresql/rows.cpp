@@ -20,13 +20,14 @@ constexpr std::array harmless = std::to_array<TextView>({
 });
 static_assert(std::ranges::is_sorted(harmless));
 
-/// Whether there is nothing to lose of it when a later statement fails. Of a function that it does not know it
-/// believes that it changes something.
+/// Whether there is something to lose of it when a later statement fails: rows, or a table that it makes. Of a
+/// function that it does not know it believes that it changes something.
 bool changesSomething(TextView sql) {
     const auto tokens = tokenize(sql);
     if (tokens.empty() || !(tokens.front().isWord("select") || tokens.front().isWord("values"))) return true;
     for (std::size_t i = 1; i + 1 < tokens.size(); ++i) {
-        if (tokens[i].kind != TokenKind::word || !tokens[i + 1].is("(")) continue;
+        if (tokens[i].isWord("into")) return true;
+        if (tokens[i].kind == TokenKind::symbol || !tokens[i + 1].is("(")) continue;
         const bool isOurs = i >= 2 && tokens[i - 1].is(".") && tokens[i - 2].isWord("corveth");
         if (!isOurs && !std::ranges::binary_search(harmless, TextView(foldCase(tokens[i].raw)))) return true;
     }

@@ -7,6 +7,7 @@
 #include <libpq-fe.h>
 #include <poll.h>
 #include <system_error>
+#include <utility>
 
 namespace corveth::data::postgresql {
 
@@ -122,7 +123,11 @@ void ServerLink::configure(const ConnectionSettings& settings) {
 
 void ServerLink::setTimeout(std::int32_t seconds) {
     timeout_ = seconds;
-    ask(("select " + timeLimits(seconds)).c_str());
+    ask(timeoutStatement().c_str());
+}
+
+Text ServerLink::timeoutStatement() const {
+    return "select " + timeLimits(timeout_);
 }
 
 Result ServerLink::ask(const char* statement) {
@@ -179,8 +184,7 @@ Answers ServerLink::exchange(std::span<const Command> commands) {
     requireAlive(); // nothing is sent of which nobody would know what became of it
     renewDeadline();
     ++roundTrips_;
-    const std::size_t discarded = discarded_.size();
-    sendDiscarded();
+    const std::size_t discarded = sendDiscarded();
     for (const Command& command : commands)
         send(command);
     if (lostBecause_.empty()) require(PQpipelineSync(connection_.get()));
@@ -188,9 +192,9 @@ Answers ServerLink::exchange(std::span<const Command> commands) {
 
     Answers answers;
     answers.results.reserve(commands.size());
-    std::optional<Failure> ofNoInterest;
     for (std::size_t i = 0; i < discarded; ++i)
-        receive(ofNoInterest);
+        receive(answers.failure);
+    const bool wasBegun = !answers.failure;
     for (const Command& command : commands) {
         if (command.kind == Command::Kind::control && !newControls_.empty() &&
             newControls_.front().first == command.text) {
@@ -203,16 +207,24 @@ Answers ServerLink::exchange(std::span<const Command> commands) {
     }
     newControls_.clear();
     receive(answers.failure); // the end of them all
-    if (!lostBecause_.empty()) answers.failure = Failure{{}, lossWords()};
+    if (!lostBecause_.empty()) {
+        answers.failure = Failure{{}, lossWords()};
+    } else if (answers.failure && answers.failure->is(states::unknownStatement)) {
+        // A client has made the server forget its statements. Where that was found out first, nothing is done yet.
+        const bool wasControl = !controls_.empty() && commands.front().kind == Command::Kind::control;
+        controls_.clear();
+        if (answers.done == 0 && (!wasBegun || wasControl) && state() == State::idle) return exchange(commands);
+    }
     return answers;
 }
 
-void ServerLink::sendDiscarded() {
+/// How many were sent. A transaction that has failed would refuse them, and all that comes behind.
+std::size_t ServerLink::sendDiscarded() {
+    if (state() == State::failedTransaction) return 0;
     for (const Text& name : discarded_) {
-        if (!lostBecause_.empty()) return;
-        sendOnce(("deallocate " + name).c_str());
+        if (lostBecause_.empty()) sendOnce(("deallocate " + name).c_str());
     }
-    discarded_.clear();
+    return std::exchange(discarded_, {}).size();
 }
 
 void ServerLink::send(const Command& command) {
@@ -256,7 +268,7 @@ void ServerLink::sendControl(const char* statement) {
         return;
     }
     if (known == controls_.end()) {
-        newControls_.emplace_back(statement, fmt::format("control{}", controls_.size() + newControls_.size()));
+        newControls_.emplace_back(statement, fmt::format("control{}", ++lastControl_));
         require(PQsendPrepare(connection_.get(), newControls_.back().second.c_str(), statement, 0, nullptr));
     }
     const Text& name = known == controls_.end() ? newControls_.back().second : known->second;

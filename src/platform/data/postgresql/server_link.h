@@ -73,6 +73,8 @@ public:
 
     /// Seconds that a statement may take, locks included; 0 for no limit, without waiting for locks.
     void setTimeout(std::int32_t seconds);
+    /// What sets it once more, where a rollback took it back.
+    [[nodiscard]] Text timeoutStatement() const;
     [[nodiscard]] std::uint64_t roundTrips() const noexcept { return roundTrips_; }
     /// A statement that nobody needs any more; the server hears of it with the next round trip.
     void discard(Text name) { discarded_.push_back(std::move(name)); }
@@ -83,7 +85,7 @@ private:
     void configure(const ConnectionSettings& settings);
     [[nodiscard]] Text lossWords() const;
     void send(const Command& command);
-    void sendDiscarded();
+    std::size_t sendDiscarded();
     void sendOnce(const char* statement);
     void sendControl(const char* statement);
     void require(int succeeded);
@@ -100,6 +102,7 @@ private:
     std::vector<Text> discarded_;
     std::unordered_map<Text, Text> controls_; ///< control statements that the server knows by a name
     std::vector<std::pair<Text, Text>> newControls_;
+    std::uint64_t lastControl_ = 0; ///< no name comes twice, also when the server has forgotten some
     Clock::time_point deadline_;
     std::int32_t timeout_;
     std::uint64_t roundTrips_ = 0;

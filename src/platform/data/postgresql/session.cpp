@@ -9,6 +9,7 @@
 #include <charconv>
 #include <fmt/format.h>
 #include <libpq-fe.h>
+#include <utility>
 
 namespace corveth::data::postgresql {
 
@@ -195,10 +196,7 @@ Answers PostgresSession::run(std::span<const Command> commands, bool changes) {
         recover();
     } else {
         // Beginning anew would also be to look at another moment.
-        if (changes || keepsSnapshot_) {
-            level.isFresh = false;
-            level.hasChanges = true;
-        }
+        if (changes || keepsSnapshot_) keepWhatIsDone();
         if (link_.state() != ServerLink::State::inTransaction) endTransaction("it was ended by a statement");
     }
     return answers;
@@ -285,7 +283,7 @@ void PostgresSession::commit(int level) {
     pending_.clear();
     levels_.clear();
     hasDefined_ = false;
-    newTimeout_.reset();
+    hasNewTimeout_ = false;
 }
 
 void PostgresSession::rollback(int level) {
@@ -296,9 +294,13 @@ void PostgresSession::rollback(int level) {
         if (ended) return;
         if (isUnsent(fmt::format("savepoint level{}", level))) {
             pending_.pop_back();
-        } else {
-            pending_.push_back(fmt::format("rollback to level{}", level));
-            pending_.push_back(fmt::format("release level{}", level));
+            return;
+        }
+        pending_.push_back(fmt::format("rollback to level{}", level));
+        pending_.push_back(fmt::format("release level{}", level));
+        if (hasNewTimeout_) {
+            pending_.push_back(link_.timeoutStatement());
+            keepWhatIsDone();
         }
         return;
     }
@@ -315,13 +317,19 @@ void PostgresSession::rollback(int level) {
     if (link_.state() == ServerLink::State::lost) return;
     if (answers.failure) fail(answers.failure->words);
     // A setting that was made in the transaction went with it.
-    if (newTimeout_) link_.setTimeout(*newTimeout_);
-    newTimeout_.reset();
+    if (std::exchange(hasNewTimeout_, false)) link_.ask(link_.timeoutStatement().c_str());
 }
 
 void PostgresSession::setTimeout(std::int32_t seconds) {
     link_.setTimeout(seconds);
-    if (!levels_.empty()) newTimeout_ = seconds;
+    if (levels_.empty()) return;
+    hasNewTimeout_ = true;
+    keepWhatIsDone();
+}
+
+void PostgresSession::keepWhatIsDone() noexcept {
+    levels_.back().isFresh = false;
+    levels_.back().hasChanges = true;
 }
 
 Text PostgresSession::nextId(const KeySpace& keys, const StatementListener& listener) {

@@ -43,6 +43,8 @@ private:
     void requireTransaction() const;
     void addGuard();
     void addControl(const char* statement);
+    /// A guard goes before the level's next statement.
+    void keepWhatIsDone() noexcept;
     /// Takes back what the failed statement left, and nothing else.
     void recover();
     void endTransaction(const Text& why);
@@ -59,8 +61,8 @@ private:
     std::vector<Text> pending_; ///< statements that go with the next round trip
     std::vector<Command> commands_;
     std::uint64_t lastStatement_ = 0;
-    std::optional<std::int32_t> newTimeout_; ///< set within the open transaction
-    Text endedBecause_;                      ///< the words with which the server ended the transaction
+    bool hasNewTimeout_ = false; ///< set within the open transaction
+    Text endedBecause_;          ///< the words with which the server ended the transaction
 };
 
 extern const Provider provider;

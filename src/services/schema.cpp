@@ -31,12 +31,17 @@ std::int32_t versionIn(data::Session& session) {
     return cells.empty() ? 0 : toLong(cells.front());
 }
 
-void makeTables(data::Session& session, const data::Provider& provider) {
-    session.begin(1);
-    for (const Text& statement : provider.define(wholeDefinition()))
-        run(session, statement);
-    run(session, fmt::format("Insert Into {} Values ({})", versionTable, schemaVersion));
-    session.commit(1);
+void makeTables(data::Session& session, const data::ConnectionSettings& settings) {
+    try {
+        session.begin(1);
+        for (const Text& statement : settings.provider->define(wholeDefinition()))
+            run(session, statement);
+        run(session, fmt::format("Insert Into {} Values ({})", versionTable, schemaVersion));
+        session.commit(1);
+    } catch (const Error& error) {
+        throw Error(error.number, error.source,
+                    fmt::format("The tables of {} cannot be made: {}", nameOf(settings), error.description));
+    }
 }
 
 /// Why nothing can be made where there is something already.
@@ -76,16 +81,15 @@ data::Definition wholeDefinition() {
 
 void createDatabase(TextView connectionString) {
     const data::ConnectionSettings settings = data::parseConnectionString(connectionString);
-    const data::Provider& provider = *settings.provider;
     std::function<void()> takeAway;
     try {
-        takeAway = provider.create(settings);
+        takeAway = settings.provider->create(settings);
     } catch (const Error& error) {
         if (error.number != errors::fileExists) throw;
         throw Error(errors::fileExists, source, occupiedBy(settings));
     }
     try {
-        makeTables(*provider.open(settings), provider);
+        makeTables(*settings.provider->open(settings), settings);
     } catch (...) {
         takeAway();
         throw;

@@ -14,7 +14,8 @@ inline constexpr std::int32_t schemaVersion = 1;
 inline constexpr TextView versionTable = "SchemaVersion";
 
 /// Makes the database that `connectionString` names, with all tables, in one transaction; when that fails, nothing is
-/// left of it. Throws 58 with a sentence when there is a database already, of this version or another.
+/// left of it. An empty database of a server gets the tables alone. Throws 58 with a sentence when there is something
+/// already, of this version or another.
 CORVETH_API void createDatabase(TextView connectionString);
 
 /// The version that the database's tables were made with; 0 when it has none of them. What keeps the database from

@@ -2,7 +2,10 @@
 
 #include "platform/automation/convert.h"
 #include "platform/data/recordset.h"
+#include "session/module_state.h"
+#include "session/note.h"
 #include "support/temporary_database.h"
+#include "support/test_server.h"
 
 #include <gmock/gmock.h>
 
@@ -166,6 +169,58 @@ TEST_P(SchemaTest, keysAndLinksAreFoundByIndex) {
 }
 
 CORVETH_ON_EVERY_ENGINE(SchemaTest);
+
+/// This engine's databases have users, who have rights.
+class SchemaServerTest : public SchemaTest {
+protected:
+    SchemaServerTest() { test::ServerConnection("postgres").run("create role " + user + " login"); }
+    ~SchemaServerTest() override {
+        if (database != nullptr) database->remove(); // and what the user may do in it
+        test::ServerConnection("postgres").run("drop role " + user);
+    }
+    /// The database as the user reaches it, who may nothing by himself.
+    [[nodiscard]] Text sourceOfUser() const { return replaceAll(source(), "User ID=corveth", "User ID=" + user); }
+
+    const Text user = "user_of_" + database->name();
+};
+
+TEST_P(SchemaServerTest, whoMayNotIsToldWhatAndWhere) {
+    const struct {
+        const char* name;
+        std::function<void()> given;
+        std::function<void()> action;
+        Text expected;
+    } cases[] = {
+        {"a database", [] {}, [&] { createDatabase(sourceOfUser()); },
+         "The database \"" + database->name() + "\" cannot be made: permission denied to create database"},
+        {"tables", [&] { test::ServerConnection("postgres").run("create database " + database->name()); },
+         [&] { createDatabase(sourceOfUser()); },
+         "The tables of " + database->name() +
+             " cannot be made: permission denied to create extension \"citext\": Must have CREATE privilege"},
+        {"a look", [&] { createDatabase(source()); }, [&] { checkDatabase(sourceOfUser()); },
+         "permission denied for table schemaversion"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        row.given();
+        EXPECT_THAT(test::raised(row.action), testing::HasSubstr(row.expected));
+    }
+}
+
+/// Tables in a schema of one user's own would be seen by nobody else.
+TEST_P(SchemaServerTest, whoeverHasRightsOnTheTablesWorksWithThem) {
+    createDatabase(source());
+    execute("grant select, insert, update, delete on all tables in schema public to " + user);
+    moduleState().SharedConnection = make<Connection>();
+    moduleState().SharedConnection->open(sourceOfUser());
+    auto note = make<Note>();
+    note->Title = "mine";
+    note->Update();
+    moduleState() = {};
+    EXPECT_THAT(rows("Select NoteId & ' ' & Title From Notes"), testing::ElementsAre("NT00000001 mine"));
+}
+
+CORVETH_ON_ENGINE("PostgreSQL", SchemaServerTest);
 
 /// This engine's databases are files.
 class SchemaFileTest : public testing::Test {

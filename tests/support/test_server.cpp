@@ -100,7 +100,9 @@ Text serverFolder() {
 }
 
 ServerConnection::ServerConnection(const Text& database)
-    : connection_(PQconnectdb(fmt::format("host='{}' user=corveth dbname={}", serverFolder(), database).c_str())) {
+    : connection_(PQconnectdb(fmt::format("host='{}' user=corveth dbname={} options='-c client_min_messages=warning'",
+                                          serverFolder(), database)
+                                  .c_str())) {
     if (PQstatus(connection_) == CONNECTION_OK) return;
     const Text words = PQerrorMessage(connection_);
     PQfinish(connection_);

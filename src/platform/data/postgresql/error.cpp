@@ -49,6 +49,9 @@ Failure failureOf(const pg_result* result) {
     Failure failure{field(PG_DIAG_SQLSTATE), field(PG_DIAG_MESSAGE_PRIMARY)};
     if (failure.words.empty()) failure.words = onOneLine(PQresultErrorMessage(result));
     if (const Text detail = field(PG_DIAG_MESSAGE_DETAIL); !detail.empty()) failure.words += ": " + detail;
+    // Which right it takes.
+    if (const Text hint = field(PG_DIAG_MESSAGE_HINT); !hint.empty() && failure.is(states::noRight))
+        failure.words += ": " + hint;
     failure.words += failure.state.empty() ? " (PostgreSQL)" : " (PostgreSQL " + failure.state + ")";
     failure.words += advice(failure);
     return failure;

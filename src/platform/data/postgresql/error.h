@@ -30,6 +30,7 @@ inline constexpr TextView stalePlan = "0A000"; ///< among others: the columns of
 inline constexpr TextView unknownStatement = "26000";
 inline constexpr TextView lockNotAvailable = "55P03";
 inline constexpr TextView queryCanceled = "57014";
+inline constexpr TextView noRight = "42501";
 } // namespace states
 
 /// Of a command's result.

@@ -70,10 +70,13 @@ std::function<void()> create(const ConnectionSettings& settings) {
         return [] {}; // the tables were made in a transaction, or not at all
     }
     // Letters are those of the system's own keys, and so is their order; others compare by their bytes.
-    ServerLink(settings, maintenanceDatabase)
-        .ask(fmt::format("create database {} template template0 encoding 'UTF8' lc_collate 'C' lc_ctype 'C'",
-                         quoted(name))
-                 .c_str());
+    const Text statement =
+        fmt::format("create database {} template template0 encoding 'UTF8' lc_collate 'C' lc_ctype 'C'", quoted(name));
+    try {
+        ServerLink(settings, maintenanceDatabase).ask(statement.c_str());
+    } catch (const Error& error) {
+        fail(fmt::format("The database \"{}\" cannot be made: {}", name, error.description));
+    }
     return [settings, name] {
         try {
             ServerLink(settings, maintenanceDatabase).ask(("drop database " + quoted(name)).c_str());

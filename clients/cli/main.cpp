@@ -19,7 +19,8 @@ namespace {
 
 enum Status { done = 0, failed = 1, wrongUse = 2 };
 
-constexpr const char* databaseHelp = "An embedded database's file, or a connection string (Provider=...;...)";
+constexpr const char* databaseHelp =
+    "A database's file, or a connection string: Provider=PostgreSQL;Host=...;Database=...";
 constexpr const char* classHelp = "A class: Contact, prjCorveth.Contact, ADODB.Recordset";
 
 constexpr const char* valueHelp =
@@ -139,8 +140,8 @@ private:
     void addKey(CLI::App* sub, const char* what) { addText(sub, "KEY", request_.key, what); }
 
     void addLibraryCommands() {
-        auto* sub =
-            add("init", "Creates an embedded database with the schema; refuses one that already has it", initDatabase);
+        auto* sub = add("init", "Creates a database with its tables, a file or on a server; refuses one that has some",
+                        initDatabase);
         addDatabase(sub);
         add("register", "Registers the server for the current user", registerServer);
         add("unregister", "Takes the registration out again", unregisterServer);

@@ -22,9 +22,10 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-/// True when one of the parts between semicolons assigns the provider or the data source.
+/// True when one of the parts between semicolons assigns what says where a database is. The provider may be missing,
+/// which the server then says: nobody means a file of such a name.
 bool isConnectionString(std::string_view text) {
-    constexpr std::array<std::string_view, 2> keywords = {"Provider", "Data Source"};
+    constexpr std::array<std::string_view, 4> keywords = {"Provider", "Data Source", "Host", "Database"};
     while (!text.empty()) {
         const std::string_view part = text.substr(0, text.find(';'));
         if (const auto equals = part.find('='); equals != std::string_view::npos) {

@@ -177,6 +177,7 @@ class Databases(CommandLine):
             ("as given", ["show", f"provider=SQLite;data source={self.loaded}", "Note", "NT00000001"], 0, ["Lift 4"], []),
             ("unknown keywords, all named", ["list", "Provider=SQLite;Data Source=x;Colour=1;Shape=2", "Notes", "SetNoFilter"],
              1, [], ["Colour", "Shape"]),
+            ("without its provider", ["init", "Host=db.example;Database=x"], 1, [], ['"Provider" is missing']),
         ]:
             self.check(row)
 

@@ -36,7 +36,7 @@ class Connection(corveth.Object):
     ConnectionString: str
     """Without the password."""
     CommandTimeout: int
-    """Seconds that a statement waits for a lock."""
+    """Seconds that a statement waits for a lock; on a server, that it may take in all."""
     CursorLocation: int
     @property
     def Provider(self) -> str: ...

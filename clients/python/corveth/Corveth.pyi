@@ -37,8 +37,8 @@ class DbService(corveth.Object):
 class Schema(corveth.Object):
     """Makes databases, and tells whether one suits this build and what is wrong in it."""
     def Create(self, ConnectionString: str | corveth.ByRef) -> None:
-        """Makes the database with all tables, in one transaction; when that fails, nothing is left of it. 58 when there
-        is a database already."""
+        """Makes the database with all tables, in one transaction; when that fails, nothing is left of it. On a server
+        also the tables alone, in a database that is empty. 58 when there is something already."""
     def Version(self, ConnectionString: str | corveth.ByRef) -> int:
         """The version that the database's tables were made with; 0 when it has none of them."""
     def Check(self, ConnectionString: str | corveth.ByRef) -> None:

@@ -11,7 +11,9 @@
 #include <nlohmann/json.hpp>
 
 #include <fstream>
+#include <regex>
 #include <set>
+#include <span>
 #include <sstream>
 
 namespace corveth {
@@ -26,33 +28,46 @@ Text bytesOf(const Text& path) {
     return bytes.str();
 }
 
-class RowCheckTest : public ::testing::Test {
+class RowCheckTest : public ::testing::TestWithParam<test::Engine> {
 protected:
-    static Text source(const Text& file) { return "Provider=SQLite;Data Source=" + file; }
-    static Ref<Connection> open(const Text& file) {
+    static Ref<Connection> open(const Text& source) {
         auto connection = make<Connection>();
-        connection->open(source(file));
+        connection->open(source);
         return connection;
     }
-    /// As `check table key: finding`, what is no problem in brackets.
-    static std::vector<Text> findings(const Text& file) {
+    /// As `check table key: finding`, what is no problem in brackets; without the engine's own code of an error.
+    static std::vector<Text> findings(const Text& source) {
+        static const std::regex code(" \\([A-Za-z]+ [0-9A-Z]+\\)$");
         std::vector<Text> result;
-        for (const Finding& finding : checkRows(source(file))) {
-            const Text line = Text(finding.check) + " " + finding.table + " " + finding.key + ": " + finding.what;
+        for (const Finding& finding : checkRows(source)) {
+            const Text line = Text(finding.check) + " " + finding.table + " " + finding.key + ": " +
+                              std::regex_replace(finding.what, code, "");
             result.push_back(finding.isProblem ? line : "(" + line + ")");
         }
         return result;
     }
-
-    test::TemporaryFolder folder;
+    struct Case {
+        const char* name;
+        std::vector<Text> given;
+        std::vector<Text> expected;
+    };
+    static void finds(std::span<const Case> cases) {
+        for (const auto& row : cases) {
+            SCOPED_TRACE(row.name);
+            const auto database = GetParam().make(true);
+            {
+                const auto connection = open(database->connectionString());
+                for (const Text& statement : row.given)
+                    connection->execute(statement);
+            }
+            EXPECT_EQ(findings(database->connectionString()), row.expected);
+        }
+    }
 };
 
-TEST_F(RowCheckTest, FindsWhatDoesNotFitTogether) {
-    const struct {
-        const char* name;
-        std::vector<const char*> given;
-        std::vector<Text> expected;
-    } cases[] = {
+TEST_P(RowCheckTest, FindsWhatDoesNotFitTogether) {
+    const auto& engine = GetParam();
+    const Case cases[] = {
         {"nothing", {}, {}},
         {"rows that fit",
          {"Insert Into ContactMaster (ContactId, CompanyId) Values ('CM00000001', ''), ('CN00000002', 'cm00000001'), "
@@ -88,10 +103,6 @@ TEST_F(RowCheckTest, FindsWhatDoesNotFitTogether) {
          {"Insert Into Notes (NoteId, LinkId) Values ('NT00000001', 'BG00000001'), ('NT00000002', 'it''s'), "
           "('NT00000003', Null)"},
          {}},
-        {"a key that is no text",
-         {"Insert Into Notes (NoteId, LinkId) Values (zeroblob(3), 'CN00000001'), ('NT00000001', 'CN00000002')"},
-         {"link Notes NT00000001: LinkId \"CN00000002\" names no item",
-          "link Notes (3 bytes): LinkId \"CN00000001\" names no item"}},
         {"a company that is gone",
          {"Insert Into ContactMaster (ContactId, CompanyId) Values ('CN00000001', 'CM00000001')"},
          {"link ContactMaster CN00000001: CompanyId \"CM00000001\" names no row of ContactMaster"}},
@@ -106,31 +117,52 @@ TEST_F(RowCheckTest, FindsWhatDoesNotFitTogether) {
           "('RQ00000001', 'CR00000002', 68, ''), ('RQ00000002', 'CR00000001', 68, '')"},
          {"duplicate ItemMap RQ00000001 CR00000001: 2 rows have the same LinkId, ItemId"}},
         {"counters",
-         {"Insert Into IdCounters Values ('Notes', 'NT', 9), ('Contacts', 'CN', 3), ('Contacts', 'CM', 0), "
-          "('Elsewhere', 'XX', 1), ('Notes', '''', 1)",
+         {engine.setCounter("Notes", "NT", 9), engine.setCounter("Contacts", "CN", 3),
+          engine.setCounter("Contacts", "CM", 0), engine.setCounter("Elsewhere", "XX", 1),
           "Insert Into Notes (NoteId) Values ('NT00000010'), ('NT99999'), ('NT9999999Z'), ('XX99999999')",
           "Insert Into ContactMaster (ContactId) Values ('CN00000003')"},
          {"(counter Notes NT: stands at 9, behind the key NT00000010)"}},
         {"a table that is gone",
          {"drop table Favourites", "Insert Into ContactDetails (ContactId) Values ('CN00000001')"},
-         {"link Favourites : cannot be read: no such table: Favourites (SQLite 1)",
+         {"link Favourites : cannot be read: " + engine.noTable("Favourites"),
           "orphan ContactDetails CN00000001: ContactId \"CN00000001\" names no row of ContactMaster"}},
     };
-    int number = 0;
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        const Text file = folder.file(std::to_string(++number) + ".db");
-        createDatabase(source(file));
-        {
-            const auto connection = open(file);
-            for (const char* statement : row.given)
-                connection->execute(statement);
-        }
-        EXPECT_EQ(findings(file), row.expected);
-    }
+    finds(cases);
 }
 
-TEST_F(RowCheckTest, EveryColumnThatHoldsLinksHasItsRule) {
+TEST_P(RowCheckTest, OnlyReads) {
+    const auto database = GetParam().make(true);
+    auto reader = make<Connection>();
+    reader->openReadOnly(database->connectionString());
+    for (const char* statement : {"Delete From Notes", "drop table Notes"})
+        EXPECT_THAT(test::raised([&] { reader->execute(statement); }), HasSubstr(GetParam().readOnly)) << statement;
+    EXPECT_THAT(test::raised([&] { static_cast<void>(reader->nextId("NT", 10, "NoteId", "Notes")); }),
+                HasSubstr(GetParam().readOnly));
+}
+
+TEST_P(RowCheckTest, SaysWhatKeepsItFromLooking) {
+    const auto database = GetParam().make(false);
+    const Text source = database->connectionString();
+    EXPECT_THAT(test::raised([&] { checkRows(source); }), HasSubstr(database->name()));
+    createDatabase(source);
+    open(source)->execute("Update SchemaVersion Set Version = 7");
+    EXPECT_THAT(test::raised([&] { checkRows(source); }), HasSubstr("of version 7, newer than"));
+}
+
+TEST_P(RowCheckTest, GivesClientsAListInJson) {
+    const auto database = GetParam().make(true);
+    const Text source = database->connectionString();
+    const auto schema = make<Schema>();
+    EXPECT_EQ(schema->CheckRows(source), "[]");
+    open(source)->execute("Insert Into Notes (NoteId, LinkId) Values ('NT1', 'CN1')");
+    EXPECT_EQ(nlohmann::json::parse(schema->CheckRows(source)),
+              nlohmann::json::parse(R"([{"check": "link", "table": "Notes", "key": "NT1",
+                                         "finding": "LinkId \"CN1\" names no item", "problem": true}])"));
+}
+
+CORVETH_ON_EVERY_ENGINE(RowCheckTest);
+
+TEST(RowCheckRules, EveryColumnThatHoldsLinksHasItsRule) {
     std::set<Text> columns;
     for (const auto& table : wholeDefinition().tables) {
         for (const auto& column : table.columns) {
@@ -144,10 +176,32 @@ TEST_F(RowCheckTest, EveryColumnThatHoldsLinksHasItsRule) {
     EXPECT_EQ(checked, columns);
 }
 
-TEST_F(RowCheckTest, ChangesNoByte) {
+/// This engine's databases are files, and their columns hold what was put into them.
+class RowCheckFileTest : public RowCheckTest {
+protected:
+    [[nodiscard]] static Text source(const Text& file) { return "Provider=SQLite;Data Source=" + file; }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_P(RowCheckFileTest, FindsWhatIsNoText) {
+    const Case cases[] = {
+        {"a key that is no text",
+         {"Insert Into Notes (NoteId, LinkId) Values (zeroblob(3), 'CN00000001'), ('NT00000001', 'CN00000002')"},
+         {"link Notes NT00000001: LinkId \"CN00000002\" names no item",
+          "link Notes (3 bytes): LinkId \"CN00000001\" names no item"}},
+        {"a counter of no code", {"Insert Into IdCounters Values ('Notes', '''', 1)"}, {}},
+    };
+    finds(cases);
+    const auto database = GetParam().make(true);
+    open(database->connectionString())->execute("Insert Into Notes (NoteId, LinkId) Values ('NT1', 'CN\xFF')");
+    EXPECT_THAT(make<Schema>()->CheckRows(database->connectionString()), HasSubstr("LinkId \\\"CN\uFFFD\\\""));
+}
+
+TEST_P(RowCheckFileTest, ChangesNoByte) {
     const Text file = folder.file("x.db");
     createDatabase(source(file));
-    const auto writer = open(file);
+    const auto writer = open(source(file));
     writer->execute("Insert Into ContactDetails (ContactId) Values ('CN00000001')");
     // As a writer leaves them that was killed.
     const Text left = folder.file("left.db");
@@ -158,42 +212,18 @@ TEST_F(RowCheckTest, ChangesNoByte) {
     const Text link = folder.file("link.db");
     std::filesystem::create_symlink(left, link);
     for (const auto& path : {left, link}) {
-        EXPECT_EQ(findings(path).size(), 1U) << "what only the log of changes has is seen by " << path;
+        EXPECT_EQ(findings(source(path)).size(), 1U) << "what only the log of changes has is seen by " << path;
         EXPECT_TRUE(bytesOf(left) == before && bytesOf(left + "-wal") == changes) << path;
     }
 
     writer->Close();
     const Text closed = bytesOf(file);
-    EXPECT_EQ(findings(file).size(), 1U);
+    EXPECT_EQ(findings(source(file)).size(), 1U);
     EXPECT_TRUE(bytesOf(file) == closed);
     EXPECT_FALSE(std::filesystem::exists(file + "-wal"));
-
-    auto reader = make<Connection>();
-    reader->openReadOnly(source(file));
-    for (const char* statement : {"Delete From Notes", "drop table Notes"})
-        EXPECT_THAT(test::raised([&] { reader->execute(statement); }), HasSubstr("readonly")) << statement;
-    EXPECT_THAT(test::raised([&] { static_cast<void>(reader->nextId("NT", 10, "NoteId", "Notes")); }),
-                HasSubstr("readonly"));
 }
 
-TEST_F(RowCheckTest, SaysWhatKeepsItFromLooking) {
-    const Text file = folder.file("x.db");
-    EXPECT_THAT(test::raised([&] { checkRows(source(file)); }), HasSubstr("there is no such file"));
-    createDatabase(source(file));
-    open(file)->execute("Update SchemaVersion Set Version = 7");
-    EXPECT_THAT(test::raised([&] { checkRows(source(file)); }), HasSubstr("of version 7, newer than"));
-}
-
-TEST_F(RowCheckTest, GivesClientsAListInJson) {
-    const Text file = folder.file("x.db");
-    createDatabase(source(file));
-    const auto schema = make<Schema>();
-    EXPECT_EQ(schema->CheckRows(source(file)), "[]");
-    open(file)->execute("Insert Into Notes (NoteId, LinkId) Values ('NT1', 'CN\xFF')");
-    EXPECT_EQ(nlohmann::json::parse(schema->CheckRows(source(file))),
-              nlohmann::json::parse(R"([{"check": "link", "table": "Notes", "key": "NT1",
-                                         "finding": "LinkId \"CN\uFFFD\" names no item", "problem": true}])"));
-}
+CORVETH_ON_ENGINE("SQLite", RowCheckFileTest);
 
 } // namespace
 } // namespace corveth

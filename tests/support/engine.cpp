@@ -87,6 +87,7 @@ const Engine engine = {
     noTable,
     noColumn,
     duplicateKey,
+    "readonly",
 };
 
 } // namespace sqlite
@@ -172,6 +173,7 @@ const Engine engine = {
     noTable,
     noColumn,
     duplicateKey,
+    "read-only transaction",
 };
 
 } // namespace postgresql

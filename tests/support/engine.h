@@ -61,6 +61,8 @@ struct Engine {
     Text (*noTable)(TextView table);
     Text (*noColumn)(TextView column);
     Text (*duplicateKey)(TextView table, TextView column);
+    /// What a connection that may only read says to a change.
+    const char* readOnly;
 
     friend void PrintTo(const Engine& engine, std::ostream* out) { *out << engine.name; }
 };

@@ -2,7 +2,6 @@
 
 #include "faults/child.h"
 #include "faults/records.h"
-#include "services/schema.h"
 #include "session/failure.h"
 #include "support/temporary_database.h"
 
@@ -105,11 +104,12 @@ Versions changed(Versions versions, const Versions& changes) {
     return versions;
 }
 
-TEST(Faults, KilledAtAnyMomentNothingSavedIsLostAndNothingIsHalfThere) {
-    constexpr int kills = 60;
-    const TemporaryFolder folder;
-    const Text database = "Provider=SQLite;Default Timeout=30;Data Source=" + folder.file("test.db");
-    createDatabase(database);
+class Killed : public testing::TestWithParam<Engine> {};
+
+TEST_P(Killed, AtAnyMomentNothingSavedIsLostAndNothingIsHalfThere) {
+    constexpr int kills = 40;
+    const auto place = GetParam().make(true);
+    const Text database = place->connectionString() + ";Default Timeout=30";
     std::mt19937 random(7); // NOLINT: the moments differ from run to run in any case
     Versions stored;
     std::size_t unfinished = 0;
@@ -136,6 +136,7 @@ TEST(Faults, KilledAtAnyMomentNothingSavedIsLostAndNothingIsHalfThere) {
             EXPECT_EQ(bystanderTold.saving, Versions());
         }
 
+        place->settle();
         const auto connection = share(database);
         const Versions found = storedVersions(connection);
         const Versions certain = changed(changed(stored, bystanderTold.saved), victimTold.saved);
@@ -150,6 +151,8 @@ TEST(Faults, KilledAtAnyMomentNothingSavedIsLostAndNothingIsHalfThere) {
     // Otherwise the moments were badly chosen.
     EXPECT_GE(unfinished, kills / 4U);
 }
+
+CORVETH_ON_EVERY_ENGINE(Killed);
 
 } // namespace
 } // namespace corveth::test

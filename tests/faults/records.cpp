@@ -1,6 +1,7 @@
 #include "faults/records.h"
 
 #include "platform/automation/convert.h"
+#include "services/row_check.h"
 #include "services/standard_db_service.h"
 #include "session/module_state.h"
 
@@ -93,7 +94,10 @@ std::map<Text, Text> storedVersions(const Ref<Connection>& connection) {
 }
 
 Text soundness(const Ref<Connection>& connection) {
-    return firstValue(connection, "pragma integrity_check");
+    Text problems;
+    for (const Finding& finding : checkRows(connection->get_ConnectionString()))
+        problems += finding.what + "; ";
+    return problems.empty() ? "ok" : problems;
 }
 
 Text firstValue(const Ref<Connection>& connection, const Text& sql) {

@@ -25,7 +25,7 @@ Text lastId();
 /// The version of every stored note and contact by name; what is stored in parts only has the version "half".
 std::map<Text, Text> storedVersions(const Ref<Connection>& connection);
 
-/// The engine's own check of the whole file; "ok" when it is sound.
+/// What the engine and the system find wrong with the whole database; "ok" when it is sound.
 Text soundness(const Ref<Connection>& connection);
 
 /// The first column of the first row as text.

@@ -28,12 +28,12 @@ struct Case {
 };
 
 const Case cases[] = {
-    {"SQLiteAlone", "SQLite", 1, 50, false},
-    {"SQLiteWithRowsBehindTheCounter", "SQLite", 1, 50, true},
-    {"PostgreSQLAlone", "PostgreSQL", 4, 12, false},
-    {"PostgreSQLWithRowsBehindTheCounter", "PostgreSQL", 4, 12, true},
+    {"SQLiteAlone", "SQLite", 8, 6, false},
+    {"SQLiteWithRowsBehindTheCounter", "SQLite", 8, 6, true},
+    {"PostgreSQLAlone", "PostgreSQL", 8, 6, false},
+    {"PostgreSQLWithRowsBehindTheCounter", "PostgreSQL", 8, 6, true},
 };
-constexpr int notesOfARun = 10, processes = 2;
+constexpr int notesOfARun = 10, processes = 2, ahead = 20;
 
 struct RolledBack {};
 
@@ -78,7 +78,8 @@ void saveNotesInThreads(const Text& database, const Case& row, const Child::Repo
     if (isFailed) throw Error(errors::application, "test", "a thread failed");
 }
 
-/// Rows of another program, which takes the next number by itself. How many went in.
+/// Rows of another program, which takes a number by itself, beyond those that all the others are taking. How many went
+/// in.
 int insertBehindTheCounter(const Text& database, const std::atomic<bool>& isOver) {
     const auto connection = make<Connection>();
     connection->open(database);
@@ -89,7 +90,7 @@ int insertBehindTheCounter(const Text& database, const std::atomic<bool>& isOver
         const int number = greatest.size() > 2 ? std::stoi(greatest.substr(2)) : 0;
         const Text failure = raised([&] {
             connection->execute(
-                fmt::format("Insert Into Notes (NoteId, Title) Values ('NT{:08}', 'foreign')", number + 1));
+                fmt::format("Insert Into Notes (NoteId, Title) Values ('NT{:08}', 'foreign')", number + ahead));
         });
         connection->CommitTrans();
         if (failure.empty()) {

@@ -20,6 +20,8 @@ public:
     [[nodiscard]] virtual Text connectionString() const = 0;
     /// What messages call it.
     [[nodiscard]] virtual Text name() const = 0;
+    /// Waits for what connections of processes that were killed still do.
+    virtual void settle() const {}
     /// Both while nobody has it open.
     virtual void rename(TextView name) = 0;
     virtual void remove() = 0;

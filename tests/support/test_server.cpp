@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <libpq-fe.h>
 #include <stdexcept>
+#include <thread>
 #include <unistd.h>
 
 namespace corveth::test {
@@ -76,6 +77,12 @@ public:
     }
     [[nodiscard]] Text connectionString() const override { return connectionStringOf(name_); }
     [[nodiscard]] Text name() const override { return name_; }
+    void settle() const override {
+        const ServerConnection server("postgres");
+        const Text connections = fmt::format("select 1 from pg_stat_activity where datname = '{}'", name_);
+        while (!server.run(connections).empty())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     void rename(TextView name) override {
         const Text mark = newName();
         ServerConnection("postgres")

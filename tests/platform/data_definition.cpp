@@ -1,6 +1,9 @@
 #include "platform/data/definition.h"
 
 #include "platform/automation/error.h"
+#include "platform/data/postgresql/definition.h"
+#include "platform/data/sqlite/definition.h"
+#include "support/temporary_database.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -61,6 +64,55 @@ TEST(Definition, namesTheLineAndTheFault) {
         }
     }
 }
+
+class DefinedTable : public test::DataTest {
+protected:
+    void SetUp() override {
+        DataTest::SetUp();
+        Definition definition;
+        definition.read("marks.sql", "create table Marks (Id char(10) not null primary key, Done boolean, User text, "
+                                     "Paid boolean, Day date, Price currency); create index on Marks (User);");
+        const bool isServer = Text(GetParam().name) == "PostgreSQL";
+        // Of what is made for every database there is one already.
+        for (const Text& statement :
+             isServer ? postgresql::definitionStatements(definition) : sqlite::definitionStatements(definition)) {
+            if (foldCase(statement).find("marks") != Text::npos) connection->execute(statement);
+        }
+    }
+};
+
+TEST_P(DefinedTable, keepsEveryFlagAsTrueOrFalse) {
+    struct Case {
+        const char* statement;
+        const char* expected;
+    };
+    const Case cases[] = {
+        {"Insert Into Marks (Id, Done, Paid) Values ('A', 0.3, 0), ('B', Null, 2-1)", "-1,0;-,-1"},
+        {"Update Marks Set Paid=-0.333+0 Where Id='a'", "-1,-1;-,-1"},
+        {"Update Marks Set Done=Not Done, Paid=(1=2)", "0,0;-,0"},
+        {"Update Marks Set Id=Id & '!', Done=Null", "-,0;-,0"},
+    };
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.statement);
+        EXPECT_EQ(connection->execute(row.statement),
+                  2 - (TextView(row.statement).find("'a'") != TextView::npos ? 1 : 0));
+        EXPECT_EQ(rows("Select Done+0, Paid+0 From Marks Order By Id"), row.expected);
+    }
+}
+
+TEST_P(DefinedTable, mayHaveColumnsOfAnyName) {
+    connection->execute("Insert Into Marks Values ('A', True, 'Ann', False, #2020-02-28#, '1.5')");
+    EXPECT_EQ(rows("Select Id, User, Marks.User & Day, Price From Marks Where User='Ann' And Day Is Not Null "
+                   "Order By User"),
+              "A,Ann,Ann43889,1.5");
+    const auto marks = open("Select * From Marks");
+    marks->set("User", Text("Bo"));
+    marks->set("Id", Text("B"));
+    marks->Update();
+    EXPECT_EQ(rows("Select Id, [User], Done, Day From Marks"), "B,Bo,True,2020-02-28");
+}
+
+CORVETH_ON_EVERY_ENGINE(DefinedTable);
 
 } // namespace
 } // namespace corveth::data

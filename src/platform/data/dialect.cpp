@@ -3,6 +3,7 @@
 #include "platform/automation/convert.h"
 #include "platform/automation/date.h"
 #include "platform/automation/error.h"
+#include "platform/data/token_groups.h"
 
 #include <fmt/format.h>
 
@@ -14,19 +15,6 @@ namespace corveth::data {
 
 namespace {
 
-/// Words that stand between operands, so that an `&` never reaches across them. Sorted.
-constexpr std::array boundaryWords = std::to_array<TextView>({
-    "all",   "and",      "as",        "asc",       "between", "by",        "cross",  "default", "delete",
-    "desc",  "distinct", "else",      "escape",    "except",  "exists",    "filter", "from",    "full",
-    "group", "having",   "in",        "inner",     "insert",  "intersect", "into",   "is",      "join",
-    "left",  "like",     "limit",     "natural",   "not",     "offset",    "on",     "or",      "order",
-    "outer", "over",     "partition", "recursive", "replace", "returning", "right",  "select",  "set",
-    "then",  "union",    "update",    "using",     "values",  "when",      "where",  "window",  "with",
-});
-static_assert(std::ranges::is_sorted(boundaryWords));
-/// Of them, those that are functions before a bracket.
-constexpr std::array functionWords = std::to_array<TextView>({"left", "replace", "right"});
-constexpr std::array comparisons = std::to_array<TextView>({"=", "<", ">", "<=", ">=", "<>", "!=", "=="});
 /// Words of conditions that leave the place before and after them what it is. Sorted.
 constexpr std::array conditionWords =
     std::to_array<TextView>({"and", "between", "escape", "exists", "in", "is", "like", "not", "or"});
@@ -38,23 +26,10 @@ constexpr std::array afterTerms =
 /// The same, where they begin what is said of a window's rows. Sorted.
 constexpr std::array frameWords = std::to_array<TextView>({"groups", "range", "rows"});
 
-template <std::size_t size>
-bool isOneOf(const std::array<TextView, size>& words, const Token& token) {
-    return token.kind == TokenKind::word && std::ranges::binary_search(words, TextView(foldCase(token.raw)));
-}
-bool isComparison(const Token& token) {
-    return token.kind == TokenKind::symbol && std::ranges::find(comparisons, token.raw) != comparisons.end();
-}
-
-/// Brackets within brackets; engines give up at about a hundred, and each level takes some of our stack.
-constexpr std::size_t deepest = 500;
-
 class Translator {
 public:
     Translator(std::span<const Token> tokens, const Dialect& dialect, std::span<const Text> neverNull)
-        : tokens_(tokens), dialect_(dialect), neverNull_(neverNull), partner_(tokens.size(), tokens.size()) {
-        matchBrackets();
-    }
+        : tokens_(tokens), dialect_(dialect), neverNull_(neverNull), groups_(tokens) {}
 
     Text run() {
         const bool isEmptyList = tokens_.size() < 2 || tokens_[1].isWord("from") || tokens_[1].is(";");
@@ -66,71 +41,6 @@ public:
     }
 
 private:
-    /// The closing token of every bracket and Case; the end of the statement where it is missing.
-    void matchBrackets() {
-        std::vector<std::size_t> open;
-        for (std::size_t i = 0; i < tokens_.size(); ++i) {
-            if (tokens_[i].is("(") || (tokens_[i].isWord("case") && !afterDot(i))) {
-                open.push_back(i);
-                if (open.size() > deepest) {
-                    throw Error(errors::engine, "ADODB.Connection",
-                                "Syntax error in the statement: brackets are nested more than " +
-                                    std::to_string(deepest) + " deep.");
-                }
-            } else if ((tokens_[i].is(")") || (tokens_[i].isWord("end") && !afterDot(i))) && !open.empty()) {
-                partner_[open.back()] = i;
-                open.pop_back();
-            }
-        }
-    }
-
-    [[nodiscard]] bool afterDot(std::size_t i) const noexcept { return i > 0 && tokens_[i - 1].is("."); }
-    [[nodiscard]] bool beforeSymbol(std::size_t i, TextView symbol) const noexcept {
-        return i + 1 < tokens_.size() && tokens_[i + 1].is(symbol);
-    }
-    [[nodiscard]] bool opensGroup(std::size_t i) const noexcept {
-        return tokens_[i].is("(") || (tokens_[i].isWord("case") && !afterDot(i));
-    }
-
-    /// The token after this one, or after the bracket or Case that it opens.
-    [[nodiscard]] std::size_t next(std::size_t i, std::size_t end) const {
-        return opensGroup(i) ? std::min(partner_[i] + 1, end) : i + 1;
-    }
-    [[nodiscard]] bool isQuery(std::size_t i) const noexcept {
-        return i < tokens_.size() && (tokens_[i].isWord("select") || tokens_[i].isWord("with"));
-    }
-
-    [[nodiscard]] bool isBoundary(std::size_t i) const {
-        if (i == 0) return true; // the statement's own word, also where it could name a function
-        const Token& token = tokens_[i];
-        if (token.kind == TokenKind::symbol) return token.is(",") || token.is(";") || isComparison(token);
-        if (token.kind != TokenKind::word || afterDot(i)) return false;
-        const Text word = foldCase(token.raw);
-        if (!std::ranges::binary_search(boundaryWords, TextView(word))) return false;
-        const bool isFunction = beforeSymbol(i, "(") && std::ranges::binary_search(functionWords, TextView(word));
-        return !isFunction;
-    }
-
-    /// One operand with its operators of this level, brackets and Case as a whole.
-    [[nodiscard]] std::size_t endOfRun(std::size_t begin, std::size_t end) const {
-        bool operandBefore = false;
-        std::size_t i = begin;
-        while (i < end && !isBoundary(i)) {
-            if (opensGroup(i)) {
-                i = std::min(partner_[i] + 1, end);
-                operandBefore = true;
-                continue;
-            }
-            const Token& token = tokens_[i];
-            const bool joins = token.isWord("collate") || token.isWord("mod");
-            const bool isOperand = token.kind != TokenKind::symbol && !joins;
-            if (isOperand && operandBefore) break; // a name without As
-            operandBefore = isOperand;
-            ++i;
-        }
-        return i;
-    }
-
     /// Where one bracket, Case or statement has come to.
     struct Level {
         std::size_t end;
@@ -155,7 +65,7 @@ private:
         std::size_t i = begin;
         bool directly = false; // no boundary since the last run
         while (i < end) {
-            const std::size_t runEnd = endOfRun(i, end);
+            const std::size_t runEnd = groups_.endOfRun(i, end);
             if (runEnd > i) {
                 const bool afterDirection =
                     i > begin && (tokens_[i - 1].isWord("asc") || tokens_[i - 1].isWord("desc"));
@@ -166,9 +76,9 @@ private:
                 level.termHasBegun = directly = true;
                 i = runEnd;
             }
-            if (i == end || !isBoundary(i)) continue;
+            if (i == end || !groups_.isBoundary(i)) continue;
             const bool negated = tokens_[i].isWord("not") && i + 1 < end && tokens_[i + 1].isWord("like");
-            if (negated || (tokens_[i].isWord("like") && !afterDot(i))) {
+            if (negated || (tokens_[i].isWord("like") && !groups_.afterDot(i))) {
                 i = renderLike(negated ? i + 2 : i + 1, end, negated, lastRun);
                 level.afterLogical = level.termBegins = false;
             } else {
@@ -251,7 +161,7 @@ private:
         level.assigns = level.termBegins = level.afterLogical = false;
         std::size_t end = i;
         while (end < level.end && !tokens_[end].is(",") && !tokens_[end].is(";") && !endsAssignments(end))
-            end = next(end, level.end);
+            end = groups_.next(end, level.end);
         if (dialect_.conditionNumber.empty() || !holdsCondition(i, end)) return i;
         put(dialect_.conditionNumber);
         put("(");
@@ -261,15 +171,15 @@ private:
     }
 
     [[nodiscard]] bool endsAssignments(std::size_t i) const {
-        return isBoundary(i) && (tokens_[i].isWord("where") || tokens_[i].isWord("returning") ||
-                                 (tokens_[i].isWord("from") && !tokens_[i - 1].isWord("distinct")));
+        return groups_.isBoundary(i) && (tokens_[i].isWord("where") || tokens_[i].isWord("returning") ||
+                                         (tokens_[i].isWord("from") && !tokens_[i - 1].isWord("distinct")));
     }
 
     [[nodiscard]] bool holdsCondition(std::size_t begin, std::size_t end) const {
-        const bool isBracket = begin < end && tokens_[begin].is("(") && partner_[begin] + 1 == end;
-        if (isBracket) return !isQuery(begin + 1) && holdsCondition(begin + 1, end - 1);
-        for (std::size_t i = begin; i < end; i = next(i, end)) {
-            if (isBoundary(i) && (isComparison(tokens_[i]) || isOneOf(conditionWords, tokens_[i]))) return true;
+        const bool isBracket = groups_.isBracket(begin, end);
+        if (isBracket) return !groups_.beginsQuery(begin + 1) && holdsCondition(begin + 1, end - 1);
+        for (std::size_t i = begin; i < end; i = groups_.next(i, end)) {
+            if (groups_.isBoundary(i) && (isComparison(tokens_[i]) || isOneOf(conditionWords, tokens_[i]))) return true;
         }
         return false;
     }
@@ -298,8 +208,8 @@ private:
             renderRun(begin, end);
             return;
         }
-        const bool isBracket = tokens_[begin].is("(") && partner_[begin] + 1 == end;
-        if (isBracket && !isQuery(begin + 1)) {
+        const bool isBracket = groups_.isBracket(begin, end);
+        if (isBracket && !groups_.beginsQuery(begin + 1)) {
             emit(begin);
             renderLevel(begin + 1, end - 1, true);
             emit(end - 1);
@@ -323,7 +233,7 @@ private:
 
     void renderRun(std::size_t begin, std::size_t end) {
         std::vector<std::size_t> joints;
-        for (std::size_t i = begin; i < end; i = next(i, end)) {
+        for (std::size_t i = begin; i < end; i = groups_.next(i, end)) {
             if (tokens_[i].is("&")) joints.push_back(i);
         }
         if (joints.empty()) {
@@ -363,8 +273,8 @@ private:
                 continue;
             }
             emit(i);
-            if (opensGroup(i)) {
-                const std::size_t close = std::min(partner_[i], end);
+            if (groups_.opensGroup(i)) {
+                const std::size_t close = std::min(groups_.partner(i), end);
                 renderLevel(i + 1, close);
                 i = close;
                 if (i < end) emit(i);
@@ -374,7 +284,7 @@ private:
     }
 
     [[nodiscard]] bool isDivision(std::size_t i) const {
-        return tokens_[i].is("/") || tokens_[i].is("%") || (tokens_[i].isWord("mod") && !beforeSymbol(i, "("));
+        return tokens_[i].is("/") || tokens_[i].is("%") || (tokens_[i].isWord("mod") && !groups_.beforeSymbol(i, "("));
     }
 
     /// The sign with what comes after it: a sign, a name with its dots, a call or a bracket.
@@ -389,7 +299,7 @@ private:
             i += 2;
         if (i + 1 < end && tokens_[i].isName() && tokens_[i + 1].is("(")) ++i;
         if (i >= end || (isRemainder && !dialect_.refusesToDivideByZero)) return begin;
-        i = next(i, end);
+        i = groups_.next(i, end);
         put(isRemainder ? "NullIf (" : "(");
         if (!isRemainder) put(dialect_.divisor);
         if (!isRemainder) put("(");
@@ -400,11 +310,13 @@ private:
 
     /// Where a Cast at `i` ends that was rendered as a function; `i` when there is none.
     std::size_t renderCast(std::size_t i, std::size_t end) {
-        if (dialect_.casts.empty() || !tokens_[i].isWord("cast") || afterDot(i) || !beforeSymbol(i, "(")) return i;
-        const std::size_t close = std::min(partner_[i + 1], end);
+        if (dialect_.casts.empty() || !tokens_[i].isWord("cast") || groups_.afterDot(i) ||
+            !groups_.beforeSymbol(i, "("))
+            return i;
+        const std::size_t close = std::min(groups_.partner(i + 1), end);
         std::size_t as = i + 2;
         while (as < close && !tokens_[as].isWord("as"))
-            as = next(as, close);
+            as = groups_.next(as, close);
         if (as + 1 >= close) return i;
         const Text type = foldCase(tokens_[as + 1].raw);
         const auto function = std::ranges::find(dialect_.casts, TextView(type), &Dialect::Function::name);
@@ -418,7 +330,7 @@ private:
 
     /// The pattern begins at `begin`; what is compared was rendered from `lastRun` on.
     std::size_t renderLike(std::size_t begin, std::size_t end, bool negated, std::size_t lastRun) {
-        const std::size_t runEnd = endOfRun(begin, end);
+        const std::size_t runEnd = groups_.endOfRun(begin, end);
         Text compared = out_.substr(lastRun);
         if (!dialect_.textFunction.empty()) compared = fmt::format(" {} ({} )", dialect_.textFunction, compared);
         out_.resize(lastRun);
@@ -480,7 +392,7 @@ private:
             putName(token.name());
             break;
         case TokenKind::text: {
-            if (i > 0 && tokens_[i - 1].isWord("as") && !afterDot(i - 1)) {
+            if (i > 0 && tokens_[i - 1].isWord("as") && !groups_.afterDot(i - 1)) {
                 putName(token.content());
                 break;
             }
@@ -512,7 +424,7 @@ private:
     /// Of one of the dialect's functions, and alone.
     [[nodiscard]] bool isArgument(std::size_t i) const {
         const bool isAlone = i > 0 && (tokens_[i - 1].is("(") || tokens_[i - 1].is(",")) &&
-                             (beforeSymbol(i, ",") || beforeSymbol(i, ")"));
+                             (groups_.beforeSymbol(i, ",") || groups_.beforeSymbol(i, ")"));
         int depth = 1;
         while (isAlone && i-- > 1) {
             if (tokens_[i].is(")")) ++depth;
@@ -527,15 +439,15 @@ private:
     }
 
     [[nodiscard]] bool isReservedName(std::size_t i) const {
-        if (dialect_.reservedNames.empty() || beforeSymbol(i, "(")) return false;
+        if (dialect_.reservedNames.empty() || groups_.beforeSymbol(i, "(")) return false;
         return std::ranges::binary_search(dialect_.reservedNames, TextView(foldCase(tokens_[i].raw)));
     }
 
     /// What the engine calls a word; a part of a qualified name is never anything but a name.
     [[nodiscard]] TextView engineWord(std::size_t i) const {
         const Token& token = tokens_[i];
-        if (afterDot(i) || beforeSymbol(i, ".")) return token.raw;
-        if (beforeSymbol(i, "(")) {
+        if (groups_.afterDot(i) || groups_.beforeSymbol(i, ".")) return token.raw;
+        if (groups_.beforeSymbol(i, "(")) {
             const auto* function = findFunction(i);
             return function == nullptr ? token.raw : function->engineName;
         }
@@ -561,7 +473,7 @@ private:
     std::span<const Token> tokens_;
     const Dialect& dialect_;
     std::span<const Text> neverNull_;
-    std::vector<std::size_t> partner_;
+    TokenGroups groups_;
     std::size_t parameters_ = 0;
     Text out_;
 };

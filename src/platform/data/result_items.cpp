@@ -1,5 +1,7 @@
 #include "platform/data/result_items.h"
 
+#include "platform/data/token_groups.h"
+
 #include <algorithm>
 #include <array>
 
@@ -19,11 +21,6 @@ constexpr std::array joiningWords =
 constexpr std::array lastWords = std::to_array<TextView>({"end", "false", "isnull", "notnull", "null", "true"});
 static_assert(std::ranges::is_sorted(listEnds) && std::ranges::is_sorted(joiningWords) &&
               std::ranges::is_sorted(lastWords));
-
-template <std::size_t size>
-bool isOneOf(const std::array<TextView, size>& words, const Token& token) {
-    return token.kind == TokenKind::word && std::ranges::binary_search(words, TextView(foldCase(token.raw)));
-}
 
 bool canName(const Token& token) {
     return token.kind == TokenKind::name || token.kind == TokenKind::text ||

@@ -1,13 +1,13 @@
 #include "platform/data/statement_facts.h"
 
+#include "platform/data/token_groups.h"
+
 #include <algorithm>
 #include <array>
 
 namespace corveth::data {
 
 namespace {
-
-constexpr std::array comparisonSymbols = std::to_array<TextView>({"=", "<", ">", "<=", ">=", "<>", "!=", "=="});
 
 /// Between two comparisons, or at the end of the last.
 bool isBetweenConditions(const Token& token) noexcept {
@@ -120,8 +120,7 @@ private:
                 readList(i, parameter);
             } else if (token.isWord("between")) {
                 readRange(i, parameter);
-            } else if (token.kind == TokenKind::symbol &&
-                       std::ranges::find(comparisonSymbols, token.raw) != comparisonSymbols.end()) {
+            } else if (isComparison(token)) {
                 readComparison(i, parameter);
             }
         }

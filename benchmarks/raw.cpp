@@ -29,7 +29,8 @@ std::vector<std::unique_ptr<RawContact>> RawContacts::persons() {
 
 double today() {
     constexpr std::time_t dayOfEpoch = 25569, secondsOfDay = 86400;
-    return static_cast<double>(dayOfEpoch + std::time(nullptr) / secondsOfDay);
+    const std::time_t day = dayOfEpoch + std::time(nullptr) / secondsOfDay;
+    return static_cast<double>(day);
 }
 
 } // namespace corveth::bench

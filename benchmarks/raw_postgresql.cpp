@@ -107,12 +107,11 @@ std::string ServerNotes::newId() {
 }
 
 void ServerNotes::insert(const std::string& id, const RawNote& note) {
-    auto bits = std::bit_cast<std::uint64_t>(today());
+    const auto bits = std::bit_cast<std::uint64_t>(today());
     std::array<char, sizeof bits> creation{};
-    for (auto byte = creation.rbegin(); byte != creation.rend(); ++byte) {
-        *byte = static_cast<char>(bits);
-        bits >>= 8U;
-    }
+    unsigned shift = 8 * sizeof bits;
+    for (char& byte : creation)
+        byte = static_cast<char>(bits >> (shift -= 8));
     const std::array values = {id.c_str(),          note.creator.c_str(),  static_cast<const char*>(creation.data()),
                                note.linkId.c_str(), note.linkType.c_str(), note.title.c_str(),
                                note.note.c_str()};

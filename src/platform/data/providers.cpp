@@ -1,5 +1,5 @@
-#include "platform/data/provider.h"
 #include "platform/data/postgresql/session.h"
+#include "platform/data/provider.h"
 #include "platform/data/sqlite/session.h"
 
 #include <array>

@@ -1,6 +1,5 @@
 #include "platform/data/postgresql/definition.h"
 
-#include "platform/data/dialect.h"
 #include "platform/data/postgresql/dialect.h"
 #include "platform/data/postgresql/key_counter.h"
 
@@ -11,19 +10,6 @@
 
 namespace corveth::data::postgresql {
 namespace {
-
-/// As the engine folds a plain name, and between quotes, so that none is a word of its language.
-Text folded(TextView name) {
-    Text quoted;
-    appendQuotedName(quoted, foldCase(name));
-    return quoted;
-}
-
-Text literal(TextView text) {
-    Text quoted;
-    appendTextLiteral(quoted, text);
-    return quoted;
-}
 
 Text joined(const std::vector<Text>& parts) {
     return fmt::format("{}", fmt::join(parts, ", "));
@@ -66,15 +52,15 @@ TextView engineType(ColumnType type) noexcept {
 Text tableStatement(const TableDefinition& table) {
     std::vector<Text> parts;
     for (const ColumnDefinition& column : table.columns) {
-        parts.push_back(
-            fmt::format("{} {}{}", folded(column.name), engineType(column.type), column.notNull ? " not null" : ""));
+        parts.push_back(fmt::format("{} {}{}", foldedName(column.name), engineType(column.type),
+                                    column.notNull ? " not null" : ""));
     }
     if (!table.key.empty()) {
         std::vector<Text> key;
-        std::ranges::transform(table.key, std::back_inserter(key), folded);
+        std::ranges::transform(table.key, std::back_inserter(key), foldedName);
         parts.push_back(fmt::format("primary key ({})", joined(key)));
     }
-    return fmt::format("create table {} ({})", folded(table.name), joined(parts));
+    return fmt::format("create table {} ({})", foldedName(table.name), joined(parts));
 }
 
 /// The engine keeps names in small letters; how they are spelt stands in comments. One statement a table, for a server
@@ -82,7 +68,8 @@ Text tableStatement(const TableDefinition& table) {
 Text spellingStatement(const Text& table, const std::vector<Text>& columns, TextView more = {}) {
     Text comments;
     for (const Text& column : columns)
-        comments += fmt::format("comment on column {}.{} is {}; ", folded(table), folded(column), literal(column));
+        comments +=
+            fmt::format("comment on column {}.{} is {}; ", foldedName(table), foldedName(column), literal(column));
     return fmt::format("do $$begin {}{}end$$", comments, more);
 }
 
@@ -96,8 +83,9 @@ std::vector<Text> namesOf(const TableDefinition& table) {
 Text indexStatement(const IndexDefinition& index) {
     std::vector<Text> columns;
     for (const Text& column : index.columns) // in the order in which the dialect sorts
-        columns.push_back(folded(column) + " nulls first");
-    return fmt::format("create index {} on {} ({})", folded(index.name()), folded(index.table), joined(columns));
+        columns.push_back(foldedName(column) + " nulls first");
+    return fmt::format("create index {} on {} ({})", foldedName(index.name()), foldedName(index.table),
+                       joined(columns));
 }
 
 Text triggerFunction(TextView name, TextView declarations, TextView body) {
@@ -110,13 +98,14 @@ std::vector<Text> flagStatements(const TableDefinition& table) {
     Text body;
     for (const ColumnDefinition& column : table.columns) {
         if (column.type == ColumnType::boolean)
-            body += fmt::format("new.{0} := case when new.{0} <> 0 then -1 else new.{0} end; ", folded(column.name));
+            body +=
+                fmt::format("new.{0} := case when new.{0} <> 0 then -1 else new.{0} end; ", foldedName(column.name));
     }
     if (body.empty()) return {};
-    const Text name = folded(table.name + "_flags");
+    const Text name = foldedName(table.name + "_flags");
     return {triggerFunction(name, {}, body + "return new; "),
             fmt::format("create trigger {} before insert or update on {} for each row execute function corveth.{}()",
-                        name, folded(table.name), name)};
+                        name, foldedName(table.name), name)};
 }
 
 /// The pieces that the statements of one joined view are put together from.
@@ -124,9 +113,9 @@ class ViewWriter {
 public:
     ViewWriter(const JoinedViewDefinition& view, const TableDefinition& first, const TableDefinition& second)
         : view_(view),
-          name_(folded(view.name)),
-          key_(folded(view.key)),
-          secondKey_(folded(view.secondKeyName)),
+          name_(foldedName(view.name)),
+          key_(foldedName(view.key)),
+          secondKey_(foldedName(view.secondKeyName)),
           first_(first),
           second_(second) {}
 
@@ -148,13 +137,13 @@ public:
 private:
     [[nodiscard]] bool isKey(const ColumnDefinition& column) const { return equalNoCase(column.name, view_.key); }
     [[nodiscard]] Text secondInView(const ColumnDefinition& column) const {
-        return isKey(column) ? secondKey_ : folded(column.name);
+        return isKey(column) ? secondKey_ : foldedName(column.name);
     }
-    static Text nameOf(const ColumnDefinition& column) { return folded(column.name); }
-    static Text newValue(const ColumnDefinition& column) { return "new." + folded(column.name); }
+    static Text nameOf(const ColumnDefinition& column) { return foldedName(column.name); }
+    static Text newValue(const ColumnDefinition& column) { return "new." + foldedName(column.name); }
 
     [[nodiscard]] Text viewStatement() const {
-        const Text first = folded(first_.name), second = folded(second_.name);
+        const Text first = foldedName(first_.name), second = foldedName(second_.name);
         return fmt::format("create view {} ({}, {}) as select {}, {} from {} left join {} on {}.{} = {}.{}", name_,
                            each(first_.columns, nameOf),
                            each(second_.columns, [this](const auto& column) { return secondInView(column); }),
@@ -163,7 +152,9 @@ private:
                            first, second, second, key_, first, key_);
     }
 
-    [[nodiscard]] Text functionName(TextView event) const { return folded(fmt::format("{}_{}", view_.name, event)); }
+    [[nodiscard]] Text functionName(TextView event) const {
+        return foldedName(fmt::format("{}_{}", view_.name, event));
+    }
     [[nodiscard]] Text function(TextView event, TextView declarations, const Text& body) const {
         return triggerFunction(functionName(event), declarations, body);
     }
@@ -173,13 +164,13 @@ private:
     }
 
     [[nodiscard]] Text insertFirst() const {
-        return fmt::format("insert into {} ({}) values ({}); ", folded(first_.name), each(first_.columns, nameOf),
+        return fmt::format("insert into {} ({}) values ({}); ", foldedName(first_.name), each(first_.columns, nameOf),
                            each(first_.columns, newValue));
     }
     /// The second row's key is the first's, whatever the statement said.
     [[nodiscard]] Text insertSecond(TextView otherwise) const {
-        return fmt::format("insert into {} ({}) values ({}){}; ", folded(second_.name), each(second_.columns, nameOf),
-                           each(second_.columns, newValue), otherwise);
+        return fmt::format("insert into {} ({}) values ({}){}; ", foldedName(second_.name),
+                           each(second_.columns, nameOf), each(second_.columns, newValue), otherwise);
     }
     [[nodiscard]] Text takeKey() const { return fmt::format("new.{} := new.{}; ", secondKey_, key_); }
     /// The statement then counts no row.
@@ -193,13 +184,13 @@ private:
     /// A column that did not change keeps what the row has by now: between reading and writing it another session may
     /// have written there.
     static Text assignment(const ColumnDefinition& column, const Text& table) {
-        const Text name = folded(column.name);
+        const Text name = foldedName(column.name);
         return fmt::format("{0} = case when {1} then new.{0} else {2}.{0} end", name, differs(name, column.type),
                            table);
     }
 
     [[nodiscard]] Text updateFirst() const {
-        const Text table = folded(first_.name);
+        const Text table = foldedName(first_.name);
         const Text changed = each(
             first_.columns, [](const auto& column) { return differs(nameOf(column), column.type); }, " or ");
         return fmt::format(
@@ -210,7 +201,7 @@ private:
     }
     /// Makes the second row when it is missing.
     [[nodiscard]] Text writeSecond() const {
-        const Text table = folded(second_.name);
+        const Text table = foldedName(second_.name);
         std::vector<Text> others;
         for (const ColumnDefinition& column : second_.columns) {
             if (!isKey(column)) others.push_back(assignment(column, table));
@@ -226,10 +217,10 @@ private:
                            "if {0} then update {3} set {4} = new.{4} where {4} = old.{4}; end if; "
                            "if writes_second then {5}end if; "
                            "new.{6} := case when writes_second or old.{6} is not null then new.{4} end; return new; ",
-                           moves, changed, updateFirst(), folded(second_.name), key_, writeSecond(), secondKey_);
+                           moves, changed, updateFirst(), foldedName(second_.name), key_, writeSecond(), secondKey_);
     }
     [[nodiscard]] Text deleteFrom(const TableDefinition& table) const {
-        return fmt::format("delete from {0} where {1} = old.{1}; ", folded(table.name), key_);
+        return fmt::format("delete from {0} where {1} = old.{1}; ", foldedName(table.name), key_);
     }
 
     const JoinedViewDefinition& view_;

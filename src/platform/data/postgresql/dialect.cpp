@@ -292,6 +292,18 @@ const Dialect& dialect() noexcept {
     return postgresqlDialect;
 }
 
+Text foldedName(TextView name) {
+    Text quoted;
+    appendQuotedName(quoted, foldCase(name));
+    return quoted;
+}
+
+Text literal(TextView text) {
+    Text quoted;
+    appendTextLiteral(quoted, text);
+    return quoted;
+}
+
 std::vector<Text> functionStatements() {
     std::vector<Text> statements = {fmt::format(fmt::runtime(count), errorText(errors::invalidCall)), pattern, average};
     for (const Expression& expression : expressions)

@@ -2,7 +2,7 @@
 
 #include "platform/automation/convert.h"
 #include "platform/data/column_value.h"
-#include "platform/data/dialect.h"
+#include "platform/data/postgresql/dialect.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -11,21 +11,9 @@ namespace corveth::data::postgresql {
 
 namespace {
 
-Text quotedFolded(TextView name) {
-    Text quoted;
-    appendQuotedName(quoted, foldCase(name));
-    return quoted;
-}
-
-Text literal(TextView text) {
-    Text quoted;
-    appendTextLiteral(quoted, text);
-    return quoted;
-}
-
 /// As a statement calls it.
 Text sequenceName(TextView counter) {
-    return "corveth." + quotedFolded(counter);
+    return "corveth." + foldedName(counter);
 }
 
 /// The next number of the counter and the greatest key, of those with as many characters as the counter makes. The
@@ -33,7 +21,7 @@ Text sequenceName(TextView counter) {
 /// the column, not of what is selected; the bounds stand in the text, so that it can tell how many rows are between
 /// them; and of the condition it believes that nearly every row meets it.
 Text lookingStatement(const KeySpace& keys, const KeyForm& form, const Text& counter) {
-    const Text column = quotedFolded(keys.column), table = quotedFolded(keys.table);
+    const Text column = foldedName(keys.column), table = foldedName(keys.table);
     return fmt::format("select nextval({}::regclass), (select {}::text from {} where {} between {} and {} and "
                        "case when length({}::text) = {} and substr({}::text, {}) !~ '[^0-9]' then 1 end is not null "
                        "order by {}.{} desc limit 1)",

@@ -40,8 +40,7 @@ std::unique_ptr<Session> open(const ConnectionSettings& settings) {
 /// Whether the server has a database of that name; nothing when it cannot be asked.
 std::optional<bool> hasDatabase(const ConnectionSettings& settings, TextView name) {
     try {
-        Text statement = "select 1 from pg_catalog.pg_database where datname = ";
-        appendTextLiteral(statement, name);
+        const Text statement = "select 1 from pg_catalog.pg_database where datname = " + literal(name);
         return PQntuples(ServerLink(settings, maintenanceDatabase).ask(statement.c_str()).get()) != 0;
     } catch (const Error&) {
         return std::nullopt;

@@ -98,6 +98,20 @@ TEST_P(DataStatements, MeanWhatTheDialectSays) {
         {"a flag in a filter of a sum", "Select Sum(Size) Filter (Where Done), Count(*) From Items", "3,3"},
         {"flags chosen by", "Select IIf(Done, 'y', 'n'), IIf(Size=3, Size, '?') From Items Order By Id", "y,3;n,?;n,?"},
 
+        {"conditions that are reckoned with",
+         "Select (Size=3) + 1, -(Size=3), 2 * (Size=3 Or Done) From Items Order By Id", "2,-1,2;1,0,0;-,-,-"},
+        {"sums of conditions", "Select Sum(Size=3), -Sum((Size=3 Or Size=-7)), Max(Size>0 And Done) From Items",
+         "1,-2,1"},
+        {"a condition compared", "Select Id From Items Where (Size=3) = 1 And (Size=3) = (Id='A1')", "A1"},
+        {"whole numbers beyond 32 bits", "Select 2147483647 + 1, 100000 * 100000", "2147483648,10000000000"},
+        {"a query without a name", "Select Max(Size) From (Select Id, Size From Items Where Id Like 'A*') Where Size<9",
+         "3"},
+        {"a query without a name that is joined",
+         "Select A.Id From Items As A Inner Join (Select Id As Other From Items) On A.Id=Other Order By 1", "A1;A2;B1"},
+        {"numbers in capitals", "Select UCase(1.0 * 2), LCase(1E15), Upper('Ã¤' & 2.50)",
+         "2,1e+15,Ã¤"
+         "2.5"},
+
         {"two minus signs are no comment", "Select 5--2, Size--Size From Items Where Id='A1'", "7,6"},
         {"negative numbers", "Select Id From Items Where Size=-7 Or Size In (-1,- 2)", "A2"},
         {"exponents and long numbers", "Select 1.5E3, 12345678901, .5", "1500,12345678901,0.5"},
@@ -421,6 +435,8 @@ TEST_P(DataStatements, StoreOnlyWhatTheColumnTakes) {
     EXPECT_EQ(raised([&] { connection->execute("Insert Into Pieces Values ('A', 'B', '')"); }).substr(0, 4), "3464");
     EXPECT_EQ(connection->execute("Insert Into Pieces Values ('A', 'B', '2'), ('A', 'C', 3)"), 2);
     EXPECT_EQ(rows("Select Quantity From Pieces Order By Part"), "2;3");
+    connection->execute("Insert Into Pieces Values ('A', 'D', 1=1 And Not ('a'='b')), ('A', 'E', (5 + 2) * 3)");
+    EXPECT_EQ(rows("Select Quantity From Pieces Order By Part"), "2;3;1;21");
     setClock(clockBefore);
 }
 

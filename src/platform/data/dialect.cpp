@@ -20,6 +20,9 @@ constexpr std::array conditionWords =
     std::to_array<TextView>({"and", "between", "escape", "exists", "in", "is", "like", "not", "or"});
 /// Of them, those whose other side is a value. Sorted.
 constexpr std::array valueWords = std::to_array<TextView>({"between", "escape", "exists", "in", "is", "like"});
+/// Functions of a number. Sorted.
+constexpr std::array numberFunctions = std::to_array<TextView>({"abs", "avg", "max", "min", "sum"});
+constexpr std::array arithmetic = std::to_array<TextView>({"+", "-", "*", "/"});
 /// Words that may follow the terms of an Order By. Sorted.
 constexpr std::array afterTerms =
     std::to_array<TextView>({"except", "intersect", "limit", "offset", "returning", "union"});
@@ -56,6 +59,7 @@ private:
         bool termIsNeverNull = false;
         bool inAssignments = false; ///< of an Update
         bool assigns = false;       ///< the next sign of equality does
+        bool inRows = false;        ///< of Values
     };
 
     void renderLevel(std::size_t begin, std::size_t end, bool isCondition = false) {
@@ -117,6 +121,7 @@ private:
             level.termHasBegun = level.isDescending = level.saysNullOrder = false;
         }
 
+        level.inRows = token.isWord("values") || (level.inRows && token.is(","));
         if (token.isWord("is")) return renderIs(level, i);
         if (token.is("=") && level.assigns) return renderAssigned(level, i);
         if (token.isWord("set") || !(isValueWord || isOneOf(conditionWords, token)))
@@ -162,12 +167,59 @@ private:
         std::size_t end = i;
         while (end < level.end && !tokens_[end].is(",") && !tokens_[end].is(";") && !endsAssignments(end))
             end = groups_.next(end, level.end);
-        if (dialect_.conditionNumber.empty() || !holdsCondition(i, end)) return i;
+        if (!isCountedCondition(i, end)) return i;
+        renderConditionNumber(i, end);
+        return end;
+    }
+
+    /// A condition where a number is meant, and the engine would not take it for one.
+    [[nodiscard]] bool isCountedCondition(std::size_t begin, std::size_t end) const {
+        return !dialect_.conditionNumber.empty() && holdsCondition(begin, end);
+    }
+
+    void renderConditionNumber(std::size_t begin, std::size_t end) {
+        while (groups_.isBracket(begin, end)) {
+            ++begin;
+            --end;
+        }
         put(dialect_.conditionNumber);
         put("(");
-        renderLevel(i, end, true);
+        renderLevel(begin, end, true);
         put(")");
-        return end;
+    }
+
+    /// What stands in brackets, parted by commas.
+    void renderRow(std::size_t open) {
+        const std::size_t close = groups_.partner(open);
+        emit(open);
+        for (std::size_t begin = open + 1; begin < close;) {
+            std::size_t end = begin;
+            while (end < close && !tokens_[end].is(","))
+                end = groups_.next(end, close);
+            if (isCountedCondition(begin, end)) {
+                renderConditionNumber(begin, end);
+            } else {
+                renderLevel(begin, end);
+            }
+            if (end < close) emit(end);
+            begin = end + 1;
+        }
+        emit(close);
+    }
+
+    [[nodiscard]] bool isArithmetic(std::size_t i) const {
+        return tokens_[i].kind == TokenKind::symbol &&
+               std::ranges::find(arithmetic, tokens_[i].raw) != arithmetic.end();
+    }
+
+    /// Whether the bracket at `open` holds a condition that is reckoned with.
+    [[nodiscard]] bool isReckoned(std::size_t open, std::size_t begin, std::size_t end) const {
+        const std::size_t after = groups_.partner(open) + 1;
+        if (!tokens_[open].is("(") || after > end) return false;
+        const bool isArgument = open > begin && isOneOf(numberFunctions, tokens_[open - 1]);
+        const bool isOperand = (open > begin && isArithmetic(open - 1)) ||
+                               (after < end && isArithmetic(after) && (open == begin || !tokens_[open - 1].isName()));
+        return (isArgument || isOperand) && isCountedCondition(open, after);
     }
 
     [[nodiscard]] bool endsAssignments(std::size_t i) const {
@@ -204,8 +256,20 @@ private:
             putName(tokens_[begin].content());
             return;
         }
+        const bool isGroup = groups_.isBracket(begin, end) && !directly;
+        if (isGroup && level.inRows) {
+            renderRow(begin);
+            return;
+        }
+        const bool isCompared =
+            (end < level.end && isComparison(tokens_[end])) || (begin > 0 && isComparison(tokens_[begin - 1]));
+        if (isGroup && isCompared && isCountedCondition(begin, end)) {
+            renderConditionNumber(begin, end);
+            return;
+        }
         if (directly || !isBareCondition(level, end)) {
             renderRun(begin, end);
+            if (isGroup && isNameless(begin, end)) put(fmt::format("As query{}", ++queries_));
             return;
         }
         const bool isBracket = groups_.isBracket(begin, end);
@@ -218,6 +282,14 @@ private:
         put("(");
         renderRun(begin, end);
         put("<> 0 )");
+    }
+
+    /// A query whose rows are taken must be called something.
+    [[nodiscard]] bool isNameless(std::size_t begin, std::size_t end) const {
+        const bool isTable = begin > 0 && (tokens_[begin - 1].isWord("from") || tokens_[begin - 1].isWord("join"));
+        return isTable && groups_.beginsQuery(begin + 1) &&
+               (end == tokens_.size() || !(tokens_[end].isName() || tokens_[end].kind == TokenKind::text) ||
+                (groups_.isBoundary(end) && !tokens_[end].isWord("as")));
     }
 
     [[nodiscard]] bool isBareCondition(const Level& level, std::size_t after) const {
@@ -270,6 +342,15 @@ private:
             }
             if (isDivision(i)) {
                 i = renderDivision(i, end);
+                continue;
+            }
+            if (isReckoned(i, begin, end)) {
+                const bool isArgument = i > begin && isOneOf(numberFunctions, tokens_[i - 1]);
+                if (isArgument) emit(i);
+                renderConditionNumber(i, groups_.partner(i) + 1);
+                i = groups_.partner(i);
+                if (isArgument) emit(i);
+                ++i;
                 continue;
             }
             emit(i);
@@ -475,6 +556,7 @@ private:
     std::span<const Text> neverNull_;
     TokenGroups groups_;
     std::size_t parameters_ = 0;
+    std::size_t queries_ = 0; ///< that were given a name
     Text out_;
 };
 

@@ -64,9 +64,17 @@ Value storedValue(std::int64_t number, ColumnKind kind) {
 }
 
 Value storedValue(double number, ColumnKind kind) {
+    constexpr double surelyExact = 1e15;
     switch (kind) {
     case ColumnKind::boolean:
         return number != 0;
+    case ColumnKind::integer:
+    case ColumnKind::longInteger:
+    case ColumnKind::byte:
+        // In a Union the columns of the other statements may be of another type.
+        if (std::trunc(number) == number && std::abs(number) < surelyExact)
+            return storedValue(static_cast<std::int64_t>(number), kind);
+        return number;
     case ColumnKind::currency:
         return storedCurrency(number);
     case ColumnKind::single:

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <charconv>
 #include <libpq-fe.h>
-#include <limits>
 
 namespace corveth::data::postgresql {
 
@@ -110,10 +109,8 @@ std::vector<Oid> Rows::typesFor(std::span<const Parameter> parameters) const {
     for (const auto& parameter : parameters) {
         const bool isStored = types.size() < targets_.size() && targets_[types.size()] != ColumnKind::undeclared;
         Oid type = inferred;
-        if (const auto* whole = std::get_if<std::int64_t>(&parameter); whole != nullptr && !isStored) {
-            const bool isShort = *whole >= std::numeric_limits<std::int32_t>::min() &&
-                                 *whole <= std::numeric_limits<std::int32_t>::max();
-            type = isShort ? int4Type : int8Type;
+        if (std::holds_alternative<std::int64_t>(parameter) && !isStored) {
+            type = int8Type; // what is reckoned with it has room then
         } else if (std::holds_alternative<double>(parameter) && !isStored) {
             type = float8Type;
         } else if (std::holds_alternative<std::span<const std::byte>>(parameter)) {
@@ -129,8 +126,7 @@ const Rows::Variant& Rows::variantFor(std::vector<Oid> wanted, std::span<const P
         if (variant.wanted.size() != wanted.size()) return false;
         for (std::size_t i = 0; i < wanted.size(); ++i) {
             const bool isAny = std::holds_alternative<std::monostate>(parameters[i]);
-            const bool isWider = variant.wanted[i] == int8Type && wanted[i] == int4Type;
-            if (!isAny && !isWider && variant.wanted[i] != wanted[i]) return false;
+            if (!isAny && variant.wanted[i] != wanted[i]) return false;
         }
         return true;
     };

@@ -17,8 +17,10 @@ constexpr std::array functionNames = std::to_array<Dialect::Function>({
     {"left", "corveth_left"},
     {"mid", "corveth_mid"},
     {"len", "corveth_len"},
-    {"ucase", "upper"},
-    {"lcase", "lower"},
+    {"ucase", "corveth_upper"},
+    {"lcase", "corveth_lower"},
+    {"upper", "corveth_upper"},
+    {"lower", "corveth_lower"},
     {"nz", "corveth_nz"},
     {"date", "corveth_date"},
     {"now", "corveth_now"},
@@ -108,6 +110,17 @@ void len(sqlite3_context* context, Arguments arguments) {
     sqlite3_result_int64(context, static_cast<sqlite3_int64>(unitCount(asText(arguments[0]))));
 }
 
+/// Of the letters that the engine folds, too.
+template <char first, int distance>
+void shiftLetters(sqlite3_context* context, Arguments arguments) {
+    if (isNull(arguments[0])) return;
+    Text text = asText(arguments[0]);
+    for (char& c : text) {
+        if (c >= first && c <= first + ('z' - 'a')) c = static_cast<char>(c + distance);
+    }
+    giveText(context, text);
+}
+
 void nz(sqlite3_context* context, Arguments arguments) {
     if (!isNull(arguments[0])) {
         sqlite3_result_value(context, arguments[0]);
@@ -153,6 +166,8 @@ constexpr std::array registered = std::to_array<Registered>({
     {"corveth_mid", 2, &call<mid>},
     {"corveth_mid", 3, &call<mid>},
     {"corveth_len", 1, &call<len>},
+    {"corveth_upper", 1, &call<shiftLetters<'a', 'A' - 'a'>>},
+    {"corveth_lower", 1, &call<shiftLetters<'A', 'a' - 'A'>>},
     {"corveth_nz", 1, &call<nz>},
     {"corveth_nz", 2, &call<nz>},
     {"corveth_date", 0, &call<today>, false},

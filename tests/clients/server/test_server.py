@@ -95,7 +95,7 @@ class CommandLineTest(ServerTest):
     def test_what_cannot_be_reached_is_said(self):
         nobody = self.source.replace(os.environ["CORVETH_TEST_SERVER"], str(self.folder))
         for name, source, words in [
-            ("no database", self.source, f'database "{self.name}" does not exist'),
+            ("no database", self.source, 'database "DB" does not exist'),
             ("no server", nobody, "Is the server running"),
             ("no user", self.source.replace("User ID=corveth", "User ID=somebody"), 'role "somebody" does not exist'),
         ]:

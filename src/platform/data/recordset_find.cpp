@@ -2,8 +2,8 @@
 
 #include "platform/automation/convert.h"
 #include "platform/data/column_value.h"
-#include "platform/data/like.h"
 #include "platform/data/guarded.h"
+#include "platform/data/like.h"
 #include "platform/data/recordset.h"
 #include "platform/data/row_shape.h"
 #include "platform/data/tokenizer.h"

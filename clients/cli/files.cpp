@@ -4,7 +4,9 @@
 
 #include <fmt/format.h>
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -40,6 +42,26 @@ bool mayBeReplaced(const std::string& path, std::string_view beginning) {
     file.read(first.data(), static_cast<std::streamsize>(first.size()));
     if (file.bad() || !file.is_open()) failAccess(path, errno);
     return file.gcount() == 0 || first == beginning;
+}
+
+/// What an interruption takes away: all that a handler of signals may look at.
+std::atomic<const char*> interruptible = nullptr;
+
+extern "C" void takeAwayAndEnd(int signal) {
+    if (const char* path = interruptible) ::unlink(path);
+    ::raise(signal); // whose handling is the system's own again
+}
+
+/// Whoever asked that a signal be ignored is heeded.
+void takeAwayWhenInterrupted(const char* path) noexcept {
+    interruptible = path;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action {};
+        if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+        action.sa_handler = takeAwayAndEnd;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        ::sigaction(signal, &action, nullptr);
+    }
 }
 
 } // namespace
@@ -87,13 +109,18 @@ OutputFile::OutputFile(const std::string& path, std::string_view beginning)
         path_ = fs::canonical(path).string(); // the file that a link leads to, not the link
     }
     unfinished_ = path_ + ".part-XXXXXX";
+    takeAwayWhenInterrupted(unfinished_.data());
     file_ = ::mkostemp(unfinished_.data(), O_CLOEXEC); // for its owner only
-    if (file_ < 0) failAccess(path, errno);
+    if (file_ >= 0) return;
+    interruptible = nullptr;
+    failAccess(path, errno);
 }
 
 OutputFile::~OutputFile() {
     if (file_ > STDERR_FILENO) ::close(file_);
-    if (!unfinished_.empty()) ::unlink(unfinished_.c_str());
+    if (unfinished_.empty()) return;
+    interruptible = nullptr;
+    ::unlink(unfinished_.c_str());
 }
 
 void OutputFile::fail(int cause) const {
@@ -117,6 +144,7 @@ void OutputFile::complete() {
     if (::fsync(file_) != 0) fail(errno);
     if (::close(std::exchange(file_, STDOUT_FILENO)) != 0) fail(errno);
     if (::rename(unfinished_.c_str(), path_.c_str()) != 0) fail(errno);
+    interruptible = nullptr;
     unfinished_.clear();
 }
 

@@ -29,7 +29,8 @@ private:
 };
 
 /// What is written to it stands under its name when it is complete; until then the name is what it was before, and a
-/// file that is never completed is taken away. Only its owner may read it.
+/// file that is never completed is taken away, also when the program is interrupted. Only its owner may read it. One at
+/// a time.
 class OutputFile {
 public:
     /// An empty `path` or `-` is standard output. Replaces a file only when it is empty or begins with `beginning`,

@@ -7,10 +7,12 @@ import os
 import pathlib
 import pty
 import shutil
+import signal
 import stat
 import struct
 import subprocess
 import termios
+import time
 
 from test_cli import CORVETH, CommandLine, run
 
@@ -91,6 +93,19 @@ class Moving(CommandLine):
             self.assertEqual(path.read_text(encoding="utf-8"), whole)
         self.assertEqual(other.read_text(encoding="utf-8"), "Dear diary")
         self.assertEqual(run("check", str(database))[0], 0)
+
+    def test_an_interrupted_dump_leaves_nothing(self):
+        folder = self.folder / "interrupted"
+        folder.mkdir()
+        database = self.copy()
+        self.change(database, "update ContactMaster set Pic = zeroblob(4000000)")
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(number), subprocess.Popen([CORVETH, "dump", "-o", folder / "x", database]) as process:
+                while process.poll() is None and not list(folder.iterdir()):
+                    time.sleep(0.001)
+                process.send_signal(number)
+                self.assertEqual(process.wait(), -number)
+                self.assertEqual(list(folder.iterdir()), [])
 
     def test_an_output_that_ends_early_is_a_failure(self):
         with open("/dev/full", "w", encoding="utf-8") as full:

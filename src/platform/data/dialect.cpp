@@ -287,9 +287,11 @@ private:
     /// A query whose rows are taken must be called something.
     [[nodiscard]] bool isNameless(std::size_t begin, std::size_t end) const {
         const bool isTable = begin > 0 && (tokens_[begin - 1].isWord("from") || tokens_[begin - 1].isWord("join"));
-        return isTable && groups_.beginsQuery(begin + 1) &&
-               (end == tokens_.size() || !(tokens_[end].isName() || tokens_[end].kind == TokenKind::text) ||
-                (groups_.isBoundary(end) && !tokens_[end].isWord("as")));
+        if (!isTable || !groups_.beginsQuery(begin + 1)) return false;
+        if (end == tokens_.size()) return true;
+        const Token& after = tokens_[end];
+        const bool isName = after.isWord("as") || after.kind == TokenKind::text || after.isName();
+        return !isName || (groups_.isBoundary(end) && !after.isWord("as"));
     }
 
     [[nodiscard]] bool isBareCondition(const Level& level, std::size_t after) const {

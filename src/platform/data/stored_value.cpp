@@ -84,7 +84,8 @@ Value storedValue(double number, ColumnKind kind) {
         return Date{number};
     case ColumnKind::undeclared:
         // What an expression yields is whole or not whatever the engine stores its operands as.
-        if (std::trunc(number) == number && std::abs(number) <= double{std::numeric_limits<std::int32_t>::max()}) {
+        if (std::trunc(number) == number && number >= double{std::numeric_limits<std::int32_t>::min()} &&
+            number <= double{std::numeric_limits<std::int32_t>::max()}) {
             return static_cast<std::int32_t>(number);
         }
         return number;

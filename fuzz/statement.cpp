@@ -8,6 +8,8 @@
 #include "platform/data/dialect.h"
 #include "platform/data/like.h"
 #include "platform/data/literals.h"
+#include "platform/data/postgresql/dialect.h"
+#include "platform/data/result_items.h"
 #include "platform/data/sqlite/dialect.h"
 #include "platform/data/sqlite/key_counter.h"
 #include "platform/data/statement_facts.h"
@@ -77,11 +79,25 @@ private:
     data::sqlite::Database database_;
 };
 
+/// A translation for the engine that is not at hand here.
+void checkServerText(const Text& translated, StatementKind kind, std::size_t parameters) {
+    require(data::statementKind(translated) == kind, "a translation for a server keeps the kind", translated);
+    const auto tokens = data::tokenize(translated);
+    const auto marks = std::ranges::count_if(tokens, [](const auto& token) { return token.is("$"); });
+    require(static_cast<std::size_t>(marks) == parameters, "a place for every value", translated);
+}
+
 /// The translation of `sql`, whose literals may have become parameters.
 void checkTranslation(const Text& sql, const data::LiteralLifter& lifter, std::size_t parameters) {
     const auto tokens = data::tokenize(sql);
-    for (const auto& assignment : data::readFacts(tokens).assignments)
+    const auto facts = data::readFacts(tokens);
+    for (const auto& assignment : facts.assignments)
         require(assignment.parameter < parameters, "what is stored is one of the values", sql);
+    for (const auto& comparison : facts.comparisons)
+        require(comparison.parameter < parameters, "what is compared is one of the values", sql);
+    std::vector<data::ResultColumn> columns(sql.size() % 5);
+    data::nameColumns(data::readResultItems(tokens), columns);
+    checkServerText(data::translate(tokens, data::postgresql::dialect()), lifter.kind(), parameters);
     const Text translated = data::translate(tokens, data::sqlite::dialect());
     require(data::statementKind(translated) == lifter.kind(), "a translation keeps the kind", translated);
 

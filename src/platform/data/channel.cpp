@@ -137,7 +137,12 @@ Channel::Outcome Channel::runStatement(CachedStatement& statement, std::span<con
 }
 
 std::span<const Parameter> Channel::converted(const CachedStatement& statement, std::span<const Parameter> parameters) {
-    if (statement.targets.empty()) return parameters;
+    // The usual case: a text beside a column of text.
+    const auto staysAsItIs = [](const CachedStatement::Target& target, const Parameter& parameter) {
+        return target.kind == ColumnKind::undeclared ||
+               (target.kind == ColumnKind::text && std::holds_alternative<TextView>(parameter));
+    };
+    if (statement.targets.empty() || std::ranges::equal(statement.targets, parameters, staysAsItIs)) return parameters;
     converted_.clear();
     texts_.clear();
     for (std::size_t i = 0; i < parameters.size(); ++i) {

@@ -400,7 +400,10 @@ private:
         std::size_t as = i + 2;
         while (as < close && !tokens_[as].isWord("as"))
             as = groups_.next(as, close);
-        if (as + 1 >= close) return i;
+        std::size_t after = as + 2; // a type's second word and its length
+        if (after < close && tokens_[after].isWord("precision")) ++after;
+        if (after < close && tokens_[after].is("(")) after = groups_.next(after, close);
+        if (after != close || close == tokens_.size()) return i;
         const Text type = foldCase(tokens_[as + 1].raw);
         const auto function = std::ranges::find(dialect_.casts, TextView(type), &Dialect::Function::name);
         if (function == dialect_.casts.end()) return i;

@@ -33,7 +33,7 @@ struct Dialect {
     /// What is divided by 0 is Null in the dialect.
     bool refusesToDivideByZero = false;
     /// Functions that do what Cast to a type does, where the engine's own rounds, pads or refuses.
-    std::span<const Function> casts{}; // NOLINT(readability-redundant-member-init): the compiler asks for it
+    std::span<const Function> casts;
 };
 
 /// The engine's text of a statement whose literals may have become parameters. Refuses one whose brackets are nested

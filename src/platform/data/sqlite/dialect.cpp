@@ -187,7 +187,8 @@ const Dialect& dialect() noexcept {
                                            .divisor = "1.0 *",
                                            .nullArgument = {},
                                            .conditionNumber = {},
-                                           .reservedNames = {}};
+                                           .reservedNames = {},
+                                           .casts = {}};
     return sqliteDialect;
 }
 

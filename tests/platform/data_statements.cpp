@@ -115,7 +115,7 @@ TEST_P(DataStatements, MeanWhatTheDialectSays) {
         {"two minus signs are no comment", "Select 5--2, Size--Size From Items Where Id='A1'", "7,6"},
         {"negative numbers", "Select Id From Items Where Size=-7 Or Size In (-1,- 2)", "A2"},
         {"exponents and long numbers", "Select 1.5E3, 12345678901, .5", "1500,12345678901,0.5"},
-        {"Mod", "Select 7 Mod 4", "3"},
+        {"Mod", "Select 7 Mod 4, -7 Mod 4, 7.5 Mod 2, Ratio * 7 Mod 3.9 From Items Where Id='A2'", "3,-3,1,2"},
 
         {"Like with a star", "Select Id From Items Where Name Like 'ann*'", "A1"},
         {"Like with question marks", "Select Id From Items Where Id Like '?1' Order By Id", "A1;B1"},

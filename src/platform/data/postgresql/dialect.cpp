@@ -267,6 +267,7 @@ std::vector<Text> operatorStatements() {
         addOperator(statements, sign, "text", "text", number,
                     fmt::format("corveth.real(one) {} corveth.real(other)", sign.sign));
     }
+    addOperator(statements, {"%", "remainder"}, number, number, "bigint", "trunc(one)::bigint % trunc(other)::bigint");
     return statements;
 }
 

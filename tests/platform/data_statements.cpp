@@ -282,6 +282,22 @@ TEST_P(DataStatements, WriteThroughAViewOfTwoTables) {
     }
 }
 
+TEST_P(DataStatements, YieldRowsInTheOrderOfTheirKeysThoughSomeWereChanged) {
+    connection->execute("Update Items Set Name='longer than it was' Where Id='A1'");
+    connection->execute("Insert Into Pieces Values ('I', 'A', 1), ('I', 'B', 1)");
+    connection->execute("Update Pieces Set Quantity=2 Where Part='A'");
+    const char* const cases[][2] = {
+        {"Select Id From Items;", "A1;A2;B1"},
+        {"Select Id From [Items] As I Where Size<>0 Or Size Is Null", "A1;A2;B1"},
+        {"Select Part From Pieces Where Item='I'", "A;B"},
+        {"Select Count(*) From Items", "3"},
+        {"Select Id From Items Order By Id Desc", "B1;A2;A1"},
+        {"Select Id From Items Limit 3", "A1;A2;B1"},
+    };
+    for (const auto& [statement, expected] : cases)
+        EXPECT_EQ(rows(statement), expected) << statement;
+}
+
 TEST_P(DataStatements, OfOneFormShareNothingButTheForm) {
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(rows("Select Size From Items Where Id='A1'"), "3");

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -159,7 +160,7 @@ CachedStatement& Channel::prepared(TextView text, std::span<const Parameter> par
 }
 
 CachedStatement Channel::prepare(TextView text, std::span<const Parameter> parameters) {
-    const auto tokens = tokenize(text);
+    auto tokens = tokenize(text);
     const StatementFacts facts = readFacts(tokens);
     CachedStatement statement;
     statement.items = readResultItems(tokens);
@@ -169,6 +170,7 @@ CachedStatement Channel::prepare(TextView text, std::span<const Parameter> param
     std::vector<ColumnKind> stored;
     for (const auto& target : statement.targets)
         stored.push_back(target.isStored ? target.kind : ColumnKind::undeclared);
+    const auto named = session_->dialect().keepsNoOrder ? addKeyOrder(tokens, facts) : nullptr;
     const Text translated = translate(tokens, session_->dialect(), neverNull(facts, tokens, statement.items));
     statement.prepared = session_->prepare(translated, {stored, converted(statement, parameters)});
     if (!statement.prepared->columns().empty()) {
@@ -227,6 +229,38 @@ std::vector<Text> Channel::neverNull(const StatementFacts& facts, std::span<cons
         if (column.isKey && !isHidden) names.push_back(column.name);
     }
     return names;
+}
+
+/// Rows of one table or view that nobody wants in another order, each as it stands there, come in that of their keys.
+std::shared_ptr<const TableInfo> Channel::addKeyOrder(std::vector<Token>& tokens, const StatementFacts& facts) {
+    constexpr std::array ordered = std::to_array<TextView>({"order", "offset", "fetch", "for", "window"});
+    if (facts.target.empty() || !tokens.front().isWord("select")) return nullptr;
+    auto end = tokens.end();
+    int depth = 0;
+    bool isItem = true;
+    for (auto token = tokens.begin(); token != end; ++token) {
+        if (isItem && token->is("(")) return nullptr; // a function may make one row of all
+        if (token->is("(")) ++depth;
+        if (token->is(")")) --depth;
+        if (depth > 0) continue;
+        if (token->isWord("from")) isItem = false;
+        if (std::ranges::any_of(ordered, [&](TextView word) { return token->isWord(word); })) return nullptr;
+        if (token->isWord("limit") || token->is(";")) {
+            end = token;
+            break;
+        }
+    }
+    const auto table = session_->table(facts.target);
+    if (table == nullptr) return nullptr;
+    std::vector<Token> order;
+    for (const auto& column : table->columns) {
+        if (!column.isKey) continue;
+        if (order.empty()) order = {{TokenKind::word, "Order"}, {TokenKind::word, "By"}};
+        if (order.size() > 2) order.push_back({TokenKind::symbol, ","});
+        order.push_back({TokenKind::word, column.name});
+    }
+    tokens.insert(end, order.begin(), order.end());
+    return table;
 }
 
 std::int64_t Channel::write(TextView statement, std::span<const Parameter> parameters, std::vector<Value>* cells) {

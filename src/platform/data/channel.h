@@ -50,6 +50,9 @@ private:
     CachedStatement prepare(TextView text, std::span<const Parameter> parameters);
     [[nodiscard]] std::vector<CachedStatement::Target> targetsOf(const StatementFacts& facts,
                                                                  std::span<const Token> tokens);
+    /// So that a list is in the same order whatever was changed in it meanwhile. What comes back holds the names of
+    /// the new tokens.
+    [[nodiscard]] std::shared_ptr<const TableInfo> addKeyOrder(std::vector<Token>& tokens, const StatementFacts& facts);
     [[nodiscard]] std::vector<Text> neverNull(const StatementFacts& facts, std::span<const Token> tokens,
                                               std::span<const ResultItem> items);
     Outcome runLifted(TextView sql, std::vector<Value>* cells);

@@ -26,6 +26,8 @@ struct Dialect {
     bool foldsNames = false;
     /// Words that the engine keeps to itself and that are plain names in the dialect. Sorted.
     std::span<const TextView> reservedNames;
+    /// Rows that were changed come last when nobody asks for an order.
+    bool keepsNoOrder = false;
     /// Null does not come first unless a term of Order By says so.
     bool ordersNullLast = false;
     /// A number is no condition.

@@ -286,6 +286,7 @@ const Dialect& dialect() noexcept {
                                                .conditionNumber = "corveth.number",
                                                .foldsNames = true,
                                                .reservedNames = reservedNames,
+                                               .keepsNoOrder = true,
                                                .ordersNullLast = true,
                                                .hasConditions = true,
                                                .refusesToDivideByZero = true,

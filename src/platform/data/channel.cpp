@@ -250,7 +250,7 @@ std::shared_ptr<const TableInfo> Channel::addKeyOrder(std::vector<Token>& tokens
             break;
         }
     }
-    const auto table = session_->table(facts.target);
+    auto table = session_->table(facts.target);
     if (table == nullptr) return nullptr;
     std::vector<Token> order;
     for (const auto& column : table->columns) {

@@ -368,6 +368,7 @@ TEST_P(DataStatements, AreRefusedWithTheReason) {
         {"a comment", "Delete From Items /* Where Id='A1' */", "-2147467259 ADODB.Connection: "},
         {"a number with a tail", "Delete From Items Where Size<>5x",
          "-2147467259 ADODB.Connection: Syntax error in the statement: a number that goes on as a word at \"5x\"."},
+        {"a Cast that goes on", "Select Cast(Id As char(3) 'x') From Items", "-2147467259 ADODB.Connection: "},
         {"too few values", "Insert Into Pieces Values ('A', 'B', 1), ('A', 'C')",
          "3346 ADODB.Connection: Number of query values and destination fields are not the same."},
         {"too many values", "Insert Into Pieces Values ('A', 'B', 1, 2)", "3346 ADODB.Connection: "},

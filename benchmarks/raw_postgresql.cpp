@@ -83,7 +83,8 @@ ServerNotes::ServerNotes(RawServer& server) : server_(server) {
     server_.prepare("insert", "insert into notes (noteid, creator, creation, linkid, linktype, title, note) "
                               "values ($1, $2, $3, $4, $5, $6, $7)");
     server_.prepare("update", "update notes set title = $1, note = $2 where noteid = $3");
-    server_.prepare("list", "select * from notes where linkid = $1");
+    // In the same order every time, whatever was changed in between.
+    server_.prepare("list", "select * from notes where linkid = $1 order by noteid");
     // Above any key that was put in behind the counter's back.
     server_.prepare("next", "select nextval('corveth.counter_notes_nt'), (select noteid from notes where noteid "
                             "between 'NT00000000' and 'NT99999999' order by noteid desc limit 1)");
@@ -137,7 +138,7 @@ std::vector<RawNote> ServerNotes::list(const std::string& linkId) {
 ServerContacts::ServerContacts(RawServer& server) : server_(server) {
     server_.prepare("persons", "select contactid from contacts where contacttype > 0 order by contactid");
     server_.prepare("contact", "select * from contacts where contactid = $1");
-    server_.prepare("members", "select contactid from contactmaster where companyid = $1");
+    server_.prepare("members", "select contactid from contactmaster where companyid = $1 order by contactid");
     server_.prepare("rename", "update contacts set lastname = $1, contactname = $2 where contactid = $3");
     server_.prepare("picture", "select contactid, pic from contactmaster where contactid = $1");
     server_.prepare("set picture", "update contactmaster set pic = $1 where contactid = $2");

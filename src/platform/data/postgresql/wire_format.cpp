@@ -21,7 +21,7 @@ constexpr double firstDay = 36526;
 constexpr double microsecondsPerDay = 86400e6;
 
 template <class Bits>
-Bits readBits(const char* from) noexcept {
+Bits readBits(TextView from) noexcept {
     Bits bits = 0;
     for (std::size_t i = 0; i < sizeof(Bits); ++i)
         bits = static_cast<Bits>(bits << 8U) | static_cast<unsigned char>(from[i]);
@@ -30,7 +30,7 @@ Bits readBits(const char* from) noexcept {
 
 template <class T>
 T readWhole(TextView bytes) noexcept {
-    return static_cast<T>(readBits<std::make_unsigned_t<T>>(bytes.data()));
+    return static_cast<T>(readBits<std::make_unsigned_t<T>>(bytes));
 }
 
 /// A number with its decimal point where the server keeps it: groups of four digits.
@@ -297,9 +297,9 @@ Value decodeBinary(TextView bytes, WireType type, ColumnKind kind) {
     case WireType::int8:
         return storedValue(readWhole<std::int64_t>(bytes), kind);
     case WireType::float4:
-        return storedValue(double{std::bit_cast<float>(readBits<std::uint32_t>(bytes.data()))}, kind);
+        return storedValue(double{std::bit_cast<float>(readBits<std::uint32_t>(bytes))}, kind);
     case WireType::float8:
-        return storedValue(std::bit_cast<double>(readBits<std::uint64_t>(bytes.data())), kind);
+        return storedValue(std::bit_cast<double>(readBits<std::uint64_t>(bytes)), kind);
     case WireType::numeric:
         return numericValue(bytes, kind);
     case WireType::boolean:

@@ -2,8 +2,7 @@
 
 #include "platform/data/field.h"
 #include "platform/desktop/file_chooser.h"
-
-#include <filesystem>
+#include "platform/desktop/temp_folder.h"
 
 namespace corveth {
 
@@ -59,9 +58,7 @@ Text StandardDbService::SelectFile(std::int32_t /*owner*/, Text& title) {
 }
 
 Text StandardDbService::GetTempFolder() {
-    Text folder = std::filesystem::temp_directory_path().string();
-    if (!folder.ends_with('/')) folder += '/';
-    return folder;
+    return temporaryFolder();
 }
 
 Text StandardDbService::get_LastId() const {

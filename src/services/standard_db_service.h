@@ -18,7 +18,7 @@ public:
                     Ref<Connection>& connection) override;
     Value ValueOrDefault(Value value, Value defaultValue) override;
     Text SelectFile(std::int32_t owner, Text& title) override;
-    /// The system's folder for temporary files.
+    /// The user's own folder for temporary copies, see `temporaryFolder`.
     Text GetTempFolder() override;
 
     /// The ID that was last made on this thread, by whichever object of this class; empty before the first.

@@ -17,6 +17,7 @@
 #include "scheduling/scheduling_types.h"
 #include "services/schema.h"
 #include "services/standard_db_service.h"
+#include "services/standard_file_info_service.h"
 #include "services/transfer.h"
 #include "session/crm.h"
 #include "session/financial.h"
@@ -47,6 +48,7 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &Field::description,
         // Services and the desktop.
         &StandardDbService::description,
+        &StandardFileInfoService::description,
         &Schema::description,
         &Transfer::description,
         &TypeLibrary::description,

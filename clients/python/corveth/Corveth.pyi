@@ -29,10 +29,23 @@ class DbService(corveth.Object):
     def SelectFile(self, Owner: int, Title: str | corveth.ByRef) -> str:
         """Lets the user choose a file; empty for none."""
     def GetTempFolder(self) -> str:
-        """The system's folder for temporary files."""
+        """The user's own folder for temporary copies, ending in a slash: `corveth` in `XDG_RUNTIME_DIR`, or
+        `corveth-UID` in `TMPDIR` or `/tmp`. 75 when it cannot be made or is somebody else's."""
     @property
     def LastId(self) -> str:
         """The ID that was last made on this thread, by whichever object of this class; empty before the first."""
+
+class FileInfoService(corveth.Object):
+    """What the desktop knows of a file. 53 for one that is not there, 75 for what is no readable file (a folder, a
+    device), 6 for one of 2 GiB or more."""
+    def Properties(self, Path: str | corveth.ByRef) -> corveth.Object:
+        """`TypeText` is what its type is called, in the user's language; `FileName` its name without the folder; `Size`
+        in bytes. The other fields are empty."""
+    def Content(self, Path: str | corveth.ByRef) -> Any:
+        """The whole file, as bytes."""
+    def Program(self, Path: str | corveth.ByRef) -> str:
+        """The command that opens the file when its path is put behind: the full path of the program and its arguments.
+        Empty when there is none, or when its desktop entry cannot be written so."""
 
 class Schema(corveth.Object):
     """Makes databases, and tells whether one suits this build and what is wrong in it."""

@@ -1,0 +1,99 @@
+#include "platform/desktop/file_content.h"
+
+#include "platform/automation/error.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <limits>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace corveth {
+
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) noexcept : number_(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { close(); }
+
+    [[nodiscard]] int number() const noexcept { return number_; }
+    /// False when what was written has not arrived.
+    bool close() noexcept {
+        const int number = std::exchange(number_, -1);
+        return number < 0 || ::close(number) == 0;
+    }
+
+private:
+    int number_;
+};
+
+[[noreturn]] void refuse(const Text& path, TextView reason) {
+    raise(75, inQuotes(path) + " (" + Text(reason) + ")");
+}
+[[noreturn]] void refuse(const Text& path, int error) {
+    if (error == ENOENT || error == ENOTDIR) raise(53, inQuotes(path));
+    refuse(path, std::strerror(error)); // NOLINT(concurrency-mt-unsafe)
+}
+
+std::int32_t sizeOf(const Text& path, const struct stat& status) {
+    if (S_ISDIR(status.st_mode)) refuse(path, EISDIR);
+    if (!S_ISREG(status.st_mode)) refuse(path, "it is a device, a pipe or a socket");
+    if (status.st_size > std::numeric_limits<std::int32_t>::max()) {
+        raise(errors::overflow, inQuotes(path) + " holds " + std::to_string(status.st_size) + " bytes");
+    }
+    return static_cast<std::int32_t>(status.st_size);
+}
+
+} // namespace
+
+std::int32_t fileSize(const Text& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) refuse(path, errno);
+    return sizeOf(path, status);
+}
+
+Bytes readFile(const Text& path) {
+    // Not waiting: a pipe would keep the caller until somebody writes.
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (file.number() < 0) refuse(path, errno);
+    struct stat status {};
+    if (fstat(file.number(), &status) != 0) refuse(path, errno);
+    Bytes bytes(static_cast<std::size_t>(sizeOf(path, status)));
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const auto length = read(file.number(), bytes.data() + done, bytes.size() - done);
+        if (length < 0 && errno == EINTR) continue;
+        if (length < 0) refuse(path, errno);
+        if (length == 0) break; // it was cut short meanwhile
+        done += static_cast<std::size_t>(length);
+    }
+    bytes.resize(done);
+    return bytes;
+}
+
+void writeNewFile(const Text& path, std::span<const std::byte> bytes, FileUse use) {
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) refuse(path, errno);
+    const mode_t mode = use == FileUse::program ? 0700 : 0600;
+    Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    if (file.number() < 0) refuse(path, errno);
+    int error = 0;
+    while (!bytes.empty() && error == 0) {
+        const auto length = write(file.number(), bytes.data(), bytes.size());
+        if (length >= 0) {
+            bytes = bytes.subspan(static_cast<std::size_t>(length));
+        } else if (errno != EINTR) {
+            error = errno;
+        }
+    }
+    if (!file.close() && error == 0) error = errno;
+    if (error == 0) return;
+    unlink(path.c_str());
+    refuse(path, error);
+}
+
+} // namespace corveth

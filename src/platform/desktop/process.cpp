@@ -1,0 +1,322 @@
+#include "platform/desktop/process.h"
+
+#include "platform/automation/error.h"
+#include "platform/scope_exit.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <poll.h>
+#include <pthread.h>
+#include <sched.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace corveth {
+
+namespace {
+
+constexpr int notFound = 53;
+
+/// A handle is a pidfd. A kernel without them gives the process's folder below /proc, which too is of that process
+/// alone: it goes empty at the end and never turns into another's of the same number.
+int openHandle(pid_t id) noexcept {
+    const auto handle = static_cast<int>(syscall(SYS_pidfd_open, id, 0));
+    if (handle >= 0) return handle;
+    // Written without the library's formatting: nothing may be allocated where this runs.
+    std::array<char, 32> path{"/proc/"};
+    std::size_t length = std::strlen(path.data());
+    std::array<char, 16> digits{};
+    std::size_t count = 0;
+    for (auto rest = static_cast<unsigned>(id); rest != 0 || count == 0; rest /= 10)
+        digits.at(count++) = static_cast<char>('0' + rest % 10);
+    while (count > 0)
+        path.at(length++) = digits.at(--count);
+    return open(path.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+}
+
+/// The state letter of the process whose folder is `handle`; `X` when it is gone.
+char stateOf(int handle) noexcept {
+    const int file = openat(handle, "stat", O_RDONLY | O_CLOEXEC);
+    if (file < 0) return 'X';
+    std::array<char, 512> line{};
+    const auto length = read(file, line.data(), line.size() - 1);
+    close(file);
+    if (length <= 0) return 'X';
+    const TextView text(line.data(), static_cast<std::size_t>(length));
+    const auto name = text.rfind(')'); // which may itself hold blanks and brackets
+    return name == TextView::npos || name + 2 >= text.size() ? 'X' : text[name + 2];
+}
+
+bool isFolder(int handle) noexcept {
+    struct stat status {};
+    return fstat(handle, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+/// What the helper needs, and what it leaves behind.
+struct Launch {
+    const char* program = nullptr;
+    char* const* arguments = nullptr;
+    const posix_spawn_file_actions_t* files = nullptr;
+    const posix_spawnattr_t* attributes = nullptr;
+    bool isDone = false;
+    int error = 0;
+    pid_t id = 0;
+    int handle = -1;
+};
+
+/// Runs in a helper process that shares this one's memory and files while the caller stands still. The program is its
+/// child and is handed to the system when the helper ends. Until then nobody can take its number away, so that the
+/// handle is surely of it.
+int launch(void* argument) noexcept {
+    auto& wanted = *static_cast<Launch*>(argument);
+    struct sigaction plain {};
+    plain.sa_handler = SIG_DFL;
+    sigaction(SIGCHLD, &plain, nullptr); // were it ignored, as it may be by the host, the number could go at once
+    wanted.error = posix_spawn(&wanted.id, wanted.program, wanted.files, wanted.attributes, wanted.arguments, environ);
+    if (wanted.error == 0) wanted.handle = openHandle(wanted.id);
+    wanted.isDone = true;
+    return 0;
+}
+
+/// `launch` in a helper. The helper raises no signal at its end, and a `wait` of the host does not see it.
+void runHelper(Launch& wanted) {
+    constexpr std::size_t stackSize = 128 * 1024;
+    const std::unique_ptr<std::byte[]> stack(new std::byte[stackSize]); // NOLINT(cppcoreguidelines-avoid-c-arrays)
+    auto top = reinterpret_cast<std::uintptr_t>(stack.get() + stackSize);
+    top -= top % 64;
+
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before); // a handler must not run in the helper
+    const pid_t helper = clone(launch, reinterpret_cast<void*>(top), CLONE_VM | CLONE_VFORK | CLONE_FILES, &wanted);
+    const int error = errno;
+    if (helper > 0) {
+        while (waitpid(helper, nullptr, __WCLONE) < 0 && errno == EINTR) {
+        }
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (!wanted.isDone) wanted.error = helper < 0 ? error : ENOSYS;
+}
+
+[[noreturn]] void refuse(TextView program, int error, TextView reason = {}) {
+    const Text why = reason.empty() ? Text(std::strerror(error)) : Text(reason); // NOLINT(concurrency-mt-unsafe)
+    raise(error == ENOENT ? notFound : errors::invalidCall,
+          "the program " + inQuotes(program) + " cannot be started (" + why + ")");
+}
+
+bool isRunnable(const Text& path) noexcept {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && access(path.c_str(), X_OK) == 0;
+}
+
+/// The path to run for the first word. Throws when there is surely none.
+Text programPath(const Text& name) {
+    if (name.find('/') == Text::npos) {
+        Text path = findProgram(name);
+        if (path.empty()) refuse(name, ENOENT, "it is not in PATH");
+        return path;
+    }
+    struct stat status {};
+    if (stat(name.c_str(), &status) != 0) refuse(name, errno);
+    if (S_ISDIR(status.st_mode)) refuse(name, EISDIR);
+    return name;
+}
+
+class FileActions {
+public:
+    FileActions() { check(posix_spawn_file_actions_init(&actions_)); }
+    FileActions(const FileActions&) = delete;
+    FileActions& operator=(const FileActions&) = delete;
+    ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
+
+    void openNull(int descriptor, int flags) {
+        check(posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", flags, 0));
+    }
+    void put(int descriptor, int at) { check(posix_spawn_file_actions_adddup2(&actions_, descriptor, at)); }
+    void closeFrom(int first) { check(posix_spawn_file_actions_addclosefrom_np(&actions_, first)); }
+    [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
+
+private:
+    static void check(int error) {
+        if (error != 0) raise(errors::outOfMemory);
+    }
+    posix_spawn_file_actions_t actions_{};
+};
+
+class Attributes {
+public:
+    Attributes() {
+        if (posix_spawnattr_init(&attributes_) != 0) raise(errors::outOfMemory);
+        sigset_t signals;
+        sigfillset(&signals);
+        posix_spawnattr_setsigdefault(&attributes_, &signals);
+        sigemptyset(&signals);
+        posix_spawnattr_setsigmask(&attributes_, &signals);
+        posix_spawnattr_setpgroup(&attributes_, 0);
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    }
+    Attributes(const Attributes&) = delete;
+    Attributes& operator=(const Attributes&) = delete;
+    ~Attributes() { posix_spawnattr_destroy(&attributes_); }
+    [[nodiscard]] const posix_spawnattr_t* get() const noexcept { return &attributes_; }
+
+private:
+    posix_spawnattr_t attributes_{};
+};
+
+/// With `output` in place of standard output and no standard error, unless it is -1.
+RunningProcess start(const std::vector<Text>& words, int output) {
+    if (words.empty() || words.front().empty()) raise(errors::invalidCall, "no program is named");
+    const Text program = programPath(words.front());
+    std::vector<char*> arguments;
+    for (const Text& word : words)
+        arguments.push_back(
+            const_cast<char*>(word.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast): only read
+    arguments.push_back(nullptr);
+
+    FileActions files;
+    if (output >= 0) {
+        files.put(output, STDOUT_FILENO);
+        files.openNull(STDERR_FILENO, O_WRONLY);
+    }
+    files.openNull(STDIN_FILENO, O_RDONLY);
+    files.closeFrom(STDERR_FILENO + 1);
+    const Attributes attributes;
+
+    Launch wanted{.program = program.c_str(),
+                  .arguments = arguments.data(),
+                  .files = files.get(),
+                  .attributes = attributes.get()};
+    runHelper(wanted);
+    if (wanted.error == ENOENT && isRunnable(program)) refuse(words.front(), ENOEXEC, "its interpreter is missing");
+    if (wanted.error != 0) refuse(words.front(), wanted.error);
+    return {wanted.id, wanted.handle};
+}
+
+} // namespace
+
+RunningProcess::RunningProcess(RunningProcess&& other) noexcept
+    : id_(std::exchange(other.id_, 0)), handle_(std::exchange(other.handle_, -1)) {}
+
+RunningProcess& RunningProcess::operator=(RunningProcess&& other) noexcept {
+    std::swap(id_, other.id_);
+    std::swap(handle_, other.handle_);
+    return *this;
+}
+
+RunningProcess::~RunningProcess() {
+    if (handle_ >= 0) close(handle_);
+}
+
+bool RunningProcess::isRunning() const noexcept {
+    if (handle_ < 0) return false;
+    if (isFolder(handle_)) {
+        const char state = stateOf(handle_);
+        return state != 'X' && state != 'Z';
+    }
+    pollfd end{handle_, POLLIN, 0};
+    return poll(&end, 1, 0) == 0;
+}
+
+void RunningProcess::terminate() noexcept {
+    // Takes a process's folder, too, from the first kernels that know it.
+    if (handle_ < 0 || syscall(SYS_pidfd_send_signal, handle_, SIGKILL, nullptr, 0) == 0 || errno == ESRCH) return;
+    if (isFolder(handle_) && isRunning()) kill(id_, SIGKILL);
+}
+
+RunningProcess startProcess(const std::vector<Text>& words) {
+    return start(words, -1);
+}
+
+Text outputOf(const std::vector<Text>& words, std::chrono::milliseconds limit) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) refuse(words.empty() ? TextView() : TextView(words.front()), errno);
+    const auto closeReader = finally([&] { close(ends[0]); });
+    RunningProcess process;
+    {
+        const auto closeWriter = finally([&] { close(ends[1]); });
+        process = start(words, ends[1]);
+    }
+    const auto end = std::chrono::steady_clock::now() + limit;
+    Text output;
+    std::array<char, 4096> part{};
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
+        pollfd more{ends[0], POLLIN, 0};
+        const int ready = poll(&more, 1, static_cast<int>(std::clamp<long long>(left, 0, INT_MAX)));
+        if (ready < 0 && errno == EINTR) continue;
+        const auto length = ready > 0 ? read(ends[0], part.data(), part.size()) : -1;
+        if (length > 0) {
+            output.append(part.data(), static_cast<std::size_t>(length));
+            continue;
+        }
+        if (length < 0) process.terminate();
+        return output;
+    }
+}
+
+std::vector<Text> splitCommandLine(TextView line) {
+    std::vector<Text> words;
+    bool isInWord = false;
+    bool isQuoted = false;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char letter = line[i];
+        if (!isQuoted && (letter == ' ' || letter == '\t')) {
+            isInWord = false;
+            continue;
+        }
+        if (!std::exchange(isInWord, true)) words.emplace_back();
+        const char next = i + 1 < line.size() ? line[i + 1] : '\0';
+        if (letter == '"') {
+            isQuoted = !isQuoted;
+        } else if (isQuoted && letter == '\\' && (next == '"' || next == '\\')) {
+            words.back() += next;
+            ++i;
+        } else {
+            words.back() += letter;
+        }
+    }
+    if (isQuoted) raise(errors::invalidCall, "a quote is not closed in the command line " + inQuotes(line));
+    return words;
+}
+
+Text quotedWord(TextView word) {
+    Text quoted = "\"";
+    for (const char letter : word) {
+        if (letter == '"' || letter == '\\') quoted += '\\';
+        quoted += letter;
+    }
+    return quoted + '"';
+}
+
+Text findProgram(TextView name) {
+    if (name.empty() || name.find('/') != TextView::npos) return {};
+    const char* const set = std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe): only read
+    TextView folders = set != nullptr ? set : "/usr/local/bin:/usr/bin:/bin";
+    for (;;) {
+        const auto end = folders.find(':');
+        const TextView folder = folders.substr(0, end);
+        // A folder that is not absolute means another one wherever the user stands.
+        if (folder.starts_with('/')) {
+            Text path = Text(folder) + "/" + Text(name);
+            if (isRunnable(path)) return path;
+        }
+        if (end == TextView::npos) return {};
+        folders.remove_prefix(end + 1);
+    }
+}
+
+} // namespace corveth

@@ -1,33 +1,25 @@
 #include "platform/desktop/message_pump.h"
 
-#include <mutex>
-#include <utility>
+#include "platform/desktop/replaceable.h"
+#include "platform/desktop/window.h"
 
 namespace corveth {
 
 namespace {
 
-std::mutex pumpMutex;
-
-MessagePump& currentPump() {
-    static MessagePump pump;
-    return pump;
+Replaceable<void()>& handler() {
+    static Replaceable<void()> handler(pumpWindowMessages);
+    return handler;
 }
 
 } // namespace
 
 void pumpMessages() {
-    MessagePump pump;
-    {
-        const std::scoped_lock lock(pumpMutex);
-        pump = currentPump();
-    }
-    if (pump) pump();
+    handler()();
 }
 
 MessagePump setMessagePump(MessagePump pump) {
-    const std::scoped_lock lock(pumpMutex);
-    return std::exchange(currentPump(), std::move(pump));
+    return handler().set(std::move(pump));
 }
 
 } // namespace corveth

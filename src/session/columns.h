@@ -15,6 +15,7 @@ enum class OnNull : std::uint8_t {
     empties,            ///< the property takes its type's empty value
     keeps,              ///< the property stays as it was
     ignored,            ///< the same, and so does any value that cannot be converted
+    passes,             ///< the property takes the Null, as a variant can
     emptiesElseIgnored, ///< Null empties; a value that cannot be converted leaves the property as it was
 };
 
@@ -103,7 +104,7 @@ void passOverMissing(const Column<C>& column, const C& object) {
 
 template <class C>
 void loadCell(const Column<C>& column, C& object, Value& cell) {
-    if (cell.isNull()) {
+    if (cell.isNull() && column.onNull != OnNull::passes) {
         if (column.onNull == OnNull::fails) raise(errors::invalidNull, Text("column ") + column.name);
         if (column.onNull == OnNull::empties || column.onNull == OnNull::emptiesElseIgnored) {
             Value nothing;
@@ -140,6 +141,12 @@ template <auto... path>
 constexpr auto dateColumn(const char* name, OnNull onNull = OnNull::empties) {
     using C = typename detail::OwnerOf<path...>::Type;
     return Column<C>{name, &detail::loadPath<C, path...>, &detail::storeDateText<C, path...>, onNull};
+}
+/// What is read goes to a function of the class, which may move the value out.
+template <auto reader>
+constexpr auto readBy(const char* name, OnNull onNull = OnNull::fails) {
+    using C = typename detail::Signature<decltype(reader)>::Class;
+    return Column<C>{name, [](C& object, Value& cell) { (object.*reader)(cell); }, nullptr, onNull};
 }
 /// What is written comes from a function of the class.
 template <auto getter>
@@ -207,6 +214,16 @@ void storeRow(const C& object, Recordset& rows) {
         if (column.store == nullptr) continue;
         if (positions[i] < 0) raise(errors::noSuchItem, column.name);
         rows.set(static_cast<std::size_t>(positions[i]), column.store(object));
+    }
+}
+
+/// The same, but a column that does not take its value is passed over and logged, with the record's `id`.
+template <const auto& columns, class C>
+void storeRowLeniently(const C& object, Recordset& rows, TextView id) {
+    for (const auto& column : columns) {
+        if (column.store == nullptr) continue;
+        passOver(C::className, Text("writing ") + column.name, id,
+                 [&] { rows.set(TextView(column.name), column.store(object)); });
     }
 }
 

@@ -13,6 +13,7 @@ void reportFailure(const char* source, Report report, const char* message, std::
         description = Text(message) + "\r\n" + cause.description;
         break;
     case Report::message:
+        logSwallowed(source, message);
         description = message;
         break;
     case Report::cause:

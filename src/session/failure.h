@@ -20,6 +20,7 @@ enum class Report {
                                             std::int32_t number);
 
 /// Runs `body`; any failure reaches the client as an error of the application with the source word and text given.
+/// What the text does not say goes to the log.
 template <class Body>
 void trap(const char* source, Report report, const char* message, Body&& body,
           std::int32_t number = errors::application) {
@@ -48,6 +49,17 @@ void trapToBox(TextView className, TextView operation, TextView id, Body&& body)
         std::forward<Body>(body)();
     } catch (...) {
         showFailure(className, operation, id);
+    }
+}
+
+/// Runs `body`; a failure goes to the log and no further. For a statement that may fail without the next ones being
+/// left out. The rest is for the log.
+template <class Body>
+void passOver(TextView className, TextView operation, TextView id, Body&& body) noexcept {
+    try {
+        std::forward<Body>(body)();
+    } catch (...) {
+        logSwallowed(className, operation, id);
     }
 }
 

@@ -30,10 +30,14 @@ Ref<Recordset> openRecordset(const Sql& sql, CursorType cursor, LockType lock) {
 }
 
 Ref<Recordset> openDirect(const Sql& sql, CursorType cursor, LockType lock) {
-    refuseIfNeeded(sql, "open");
     auto rows = make<Recordset>();
-    rows->open(sql.text(), moduleState().SharedConnection, cursor, lock);
+    openDirect(*rows, sql, cursor, lock);
     return rows;
+}
+
+void openDirect(Recordset& rows, const Sql& sql, CursorType cursor, LockType lock) {
+    refuseIfNeeded(sql, "open");
+    rows.open(sql.text(), moduleState().SharedConnection, cursor, lock);
 }
 
 void execute(const Sql& sql) {

@@ -14,6 +14,9 @@ CORVETH_API Ref<Recordset> openRecordset(const Sql& sql, CursorType cursor, Lock
 /// An open recordset over the shared connection, past the data service; 3709 without a connection.
 CORVETH_API Ref<Recordset> openDirect(const Sql& sql, CursorType cursor, LockType lock);
 
+/// The same on a recordset that is there already; 3705 while it is open.
+CORVETH_API void openDirect(Recordset& rows, const Sql& sql, CursorType cursor, LockType lock);
+
 /// A statement without rows on the shared connection; 91 without a connection.
 CORVETH_API void execute(const Sql& sql);
 

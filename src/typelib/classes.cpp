@@ -1,5 +1,6 @@
 // The one list of classes. A new class is added here and nowhere else.
 
+#include "attachments/attachments.h"
 #include "bidding/bid_source.h"
 #include "contacts/address.h"
 #include "contacts/company.h"
@@ -40,6 +41,8 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &Contact::description,
         &Company::description,
         &Contacts::description,
+        &Attachment::description,
+        &Attachments::description,
         // Data access.
         &Connection::description,
         &Recordset::description,

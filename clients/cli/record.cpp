@@ -184,7 +184,11 @@ std::string saveRecord(const Session& session, const ArgumentReader& reader, con
     const std::string before = keyText(object, model);
     const std::string lastBefore = session.lastId();
     Call saving{save->name, {}};
-    if (!save->argument.empty()) saving.arguments.emplace_back(save->argument);
+    if (save->argument.starts_with('=')) {
+        saving.arguments.emplace_back(plainText(object.get(save->argument.substr(1))));
+    } else if (!save->argument.empty()) {
+        saving.arguments.emplace_back(save->argument);
+    }
     callMember(object, reader, saving);
     const std::string after = keyText(object, model);
     return key.empty() ? insertedKey(session, before, after, lastBefore) : after;

@@ -151,9 +151,7 @@ void Attachment::storeContent(Recordset& row) const {
 
 void Attachment::DeleteAttachment(bool bSelf) {
     trap(className, Report::message, "Cannot delete Attachment(s).", [&] {
-        inTransaction(bSelf, [&] {
-            execute(Sql{"DELETE From Attachments Where AttachmentID ='", AttachmentID, "'"});
-        });
+        inTransaction(bSelf, [&] { execute(Sql{"DELETE From Attachments Where AttachmentID ='", AttachmentID, "'"}); });
     });
 }
 

@@ -46,8 +46,8 @@ public:
     /// Loads the row of `AttachmentID`, the date as a day number. Without a row the link and the data become empty, the
     /// type of the link "None", the date the present moment; a Null date or size fails.
     void Populate();
-    /// Writes the row of `AttachmentID`, which must be there, or with an empty one a new row, whose ID the object takes.
-    /// `LinkId` stays as it is. Once there is a row, what cannot be written is passed over and logged.
+    /// Writes the row of `AttachmentID`, which must be there, or with an empty one a new row, whose ID the object
+    /// takes. `LinkId` stays as it is. Once there is a row, what cannot be written is passed over and logged.
     void UpdateAttachment(Text mLinkId);
     /// With `bSelf` in a transaction of its own.
     void DeleteAttachment(bool bSelf = false);

@@ -207,6 +207,49 @@ method InitializeAsType(ContactType ctContactType)
 method Populate()
 method SetCompanyFilter(strCompanyID String)
 )"},
+    {"Attachment", R"(
+get LinkId() String
+let LinkId() String
+get LinkType() String
+let LinkType() String
+get Data() Variant
+let Data() Variant
+set Data() Variant
+get AttachmentDate() String
+let AttachmentDate() String
+get AttachmentSize() Long
+let AttachmentSize() Long
+get AttachmentTitle() String
+let AttachmentTitle() String
+get AttachmentType() String
+let AttachmentType() String
+get AttachmentID() String
+let AttachmentID() String
+get TempFilePath() String
+get Index() Long
+get ThreadId() Long
+let DocumentWindowHwnd() Long
+get DocumentWindowHwnd() Long
+let Alive() Boolean
+get Alive() Boolean
+method OpenAttachment()
+method Populate()
+method UpdateAttachment(mLinkId String)
+method CloseAttachmentWindow()
+method DeleteAttachment(bSelf? Boolean)
+)"},
+    {"Attachments", R"(
+let LinkId() String
+get LinkId() String
+method InitAsAll()
+method Populate()
+method UpdateAttachments()
+method AddAttachment()
+get* Item(vntIndexKey& Variant) Attachment
+get Count() Long
+method Remove(vntIndexKey Variant)
+get! NewEnum() Enumerator
+)"},
 };
 
 Text typeText(const TypeRef& type) {

@@ -102,8 +102,8 @@ class CRM(corveth.Object):
     def UseConnection(self, newConnection: corveth.ADODB.Connection | None | corveth.ByRef) -> None:
         """Makes `newConnection` (Nothing included) the thread's shared connection; the earlier one stays open."""
     @property
-    def Attachments(self) -> corveth.Object:
-        """Always Nothing. Of a class that is not in this build."""
+    def Attachments(self) -> corveth.prjCorveth.Attachments:
+        """Always Nothing."""
 
 class FINANCIAL(corveth.Object):
     """Can be created and does nothing."""
@@ -343,3 +343,77 @@ class Contacts(corveth.Object):
     def __call__(self, vntIndexKey: Any) -> corveth.prjCorveth.Contact: ...
     def __len__(self) -> int: ...
     def __iter__(self) -> Iterator[corveth.prjCorveth.Contact]: ...
+
+class Attachment(corveth.Object):
+    """A file kept with an item."""
+    LinkId: str
+    """The ID of the item that the file belongs to."""
+    LinkType: str
+    """The display name of that item's type, as it was read or saved last."""
+    Data: Any
+    """The whole file, an array of bytes."""
+    AttachmentDate: str
+    """When the file was added, as date text; a day number after `Populate`."""
+    AttachmentSize: int
+    """In bytes."""
+    AttachmentTitle: str
+    """The file's name."""
+    AttachmentType: str
+    """What kind of file it is, in words."""
+    AttachmentID: str
+    """The key of the row; empty for a new one."""
+    @property
+    def TempFilePath(self) -> str:
+        """The copy that `OpenAttachment` made last."""
+    @property
+    def Index(self) -> int:
+        """How many members stood before this one when its collection took it in."""
+    @property
+    def ThreadId(self) -> int:
+        """The main thread of the program that `OpenAttachment` started last; 0 when the desktop was left to find
+        one."""
+    DocumentWindowHwnd: int
+    """The window that shows the document, which the client sets."""
+    Alive: bool
+    """The client's word that the document is open."""
+    def OpenAttachment(self) -> None:
+        """Writes a copy into the temporary folder and starts the program that the desktop has for it, or the copy
+        itself when its name ends in `.exe`; without a program the desktop is left to find one. Nothing while `Alive`.
+        Failures go to the log."""
+    def Populate(self) -> None:
+        """Loads the row of `AttachmentID`. Without one the link and the data become empty and the date the present
+        moment. A row without date or size fails."""
+    def UpdateAttachment(self, mLinkId: str) -> None:
+        """Writes the row of `AttachmentID`, which must be there, or with an empty one a new row, whose ID the object
+        takes; `LinkId` stays as it is. What a column does not take is left out and goes to the log."""
+    def CloseAttachmentWindow(self) -> None:
+        """Ends the program that was started, and the window. Failures go to the log."""
+    def DeleteAttachment(self, bSelf: bool = ...) -> None:
+        """Deletes the row; with `bSelf` in a transaction of its own."""
+
+class Attachments(corveth.Object):
+    """The files of one item, or of all."""
+    LinkId: str
+    """The item whose files `Populate` reads and `UpdateAttachments` writes."""
+    def InitAsAll(self) -> None:
+        """The files of all items; `LinkId` becomes empty."""
+    def Populate(self) -> None:
+        """Reads the members, once: a second call fails and leaves none, a new object reads again."""
+    def UpdateAttachments(self) -> None:
+        """Deletes the files of `LinkId` and saves every member as one of it, without a transaction of its own. Members
+        keep the IDs they have, others get one. A failure before the first member has its row is raised; from there on
+        what fails is left out and goes to the log."""
+    def AddAttachment(self) -> None:
+        """A new member from a file that the user chooses. Nothing is written; its link type is "Unknown". A file of
+        more than 5 MB is refused in a message box."""
+    def Item(self, vntIndexKey: Any) -> corveth.prjCorveth.Attachment:
+        """By position or key; Nothing for one that is not there."""
+    @property
+    def Count(self) -> int: ...
+    def Remove(self, vntIndexKey: Any) -> None:
+        """By position or key, from the list only; empty text removes nothing."""
+    @property
+    def NewEnum(self) -> Iterator[corveth.prjCorveth.Attachment]: ...
+    def __call__(self, vntIndexKey: Any) -> corveth.prjCorveth.Attachment: ...
+    def __len__(self) -> int: ...
+    def __iter__(self) -> Iterator[corveth.prjCorveth.Attachment]: ...

@@ -58,7 +58,8 @@ std::int32_t fileSize(const Text& path) {
 }
 
 Bytes readFile(const Text& path) {
-    // Not waiting: a pipe would keep the caller until somebody writes.
+    fileSize(path); // opening is not without effect on every device
+    // Not waiting: a pipe put in its place would keep the caller until somebody writes.
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (file.number() < 0) refuse(path, errno);
     struct stat status {};

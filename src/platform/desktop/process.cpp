@@ -1,12 +1,9 @@
 #include "platform/desktop/process.h"
 
 #include "platform/automation/error.h"
-#include "platform/scope_exit.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -141,10 +138,9 @@ public:
     FileActions& operator=(const FileActions&) = delete;
     ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
 
-    void openNull(int descriptor, int flags) {
-        check(posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", flags, 0));
+    void openNull(int descriptor) {
+        check(posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", O_RDONLY, 0));
     }
-    void put(int descriptor, int at) { check(posix_spawn_file_actions_adddup2(&actions_, descriptor, at)); }
     void closeFrom(int first) { check(posix_spawn_file_actions_addclosefrom_np(&actions_, first)); }
     [[nodiscard]] const posix_spawn_file_actions_t* get() const noexcept { return &actions_; }
 
@@ -175,35 +171,6 @@ public:
 private:
     posix_spawnattr_t attributes_{};
 };
-
-/// With `output` in place of standard output and no standard error, unless it is -1.
-RunningProcess start(const std::vector<Text>& words, int output) {
-    if (words.empty() || words.front().empty()) raise(errors::invalidCall, "no program is named");
-    const Text program = programPath(words.front());
-    std::vector<char*> arguments;
-    for (const Text& word : words)
-        arguments.push_back(
-            const_cast<char*>(word.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast): only read
-    arguments.push_back(nullptr);
-
-    FileActions files;
-    if (output >= 0) {
-        files.put(output, STDOUT_FILENO);
-        files.openNull(STDERR_FILENO, O_WRONLY);
-    }
-    files.openNull(STDIN_FILENO, O_RDONLY);
-    files.closeFrom(STDERR_FILENO + 1);
-    const Attributes attributes;
-
-    Launch wanted{.program = program.c_str(),
-                  .arguments = arguments.data(),
-                  .files = files.get(),
-                  .attributes = attributes.get()};
-    runHelper(wanted);
-    if (wanted.error == ENOENT && isRunnable(program)) refuse(words.front(), ENOEXEC, "its interpreter is missing");
-    if (wanted.error != 0) refuse(words.front(), wanted.error);
-    return {wanted.id, wanted.handle};
-}
 
 } // namespace
 
@@ -237,35 +204,27 @@ void RunningProcess::terminate() noexcept {
 }
 
 RunningProcess startProcess(const std::vector<Text>& words) {
-    return start(words, -1);
-}
+    if (words.empty() || words.front().empty()) raise(errors::invalidCall, "no program is named");
+    const Text program = programPath(words.front());
+    std::vector<char*> arguments;
+    for (const Text& word : words)
+        arguments.push_back(
+            const_cast<char*>(word.c_str())); // NOLINT(cppcoreguidelines-pro-type-const-cast): only read
+    arguments.push_back(nullptr);
 
-Text outputOf(const std::vector<Text>& words, std::chrono::milliseconds limit) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) refuse(words.empty() ? TextView() : TextView(words.front()), errno);
-    const auto closeReader = finally([&] { close(ends[0]); });
-    RunningProcess process;
-    {
-        const auto closeWriter = finally([&] { close(ends[1]); });
-        process = start(words, ends[1]);
-    }
-    const auto end = std::chrono::steady_clock::now() + limit;
-    Text output;
-    std::array<char, 4096> part{};
-    for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
-        pollfd more{ends[0], POLLIN, 0};
-        const int ready = poll(&more, 1, static_cast<int>(std::clamp<long long>(left, 0, INT_MAX)));
-        if (ready < 0 && errno == EINTR) continue;
-        const auto length = ready > 0 ? read(ends[0], part.data(), part.size()) : -1;
-        if (length > 0) {
-            output.append(part.data(), static_cast<std::size_t>(length));
-            continue;
-        }
-        if (length < 0) process.terminate();
-        return output;
-    }
+    FileActions files;
+    files.openNull(STDIN_FILENO);
+    files.closeFrom(STDERR_FILENO + 1);
+    const Attributes attributes;
+
+    Launch wanted{.program = program.c_str(),
+                  .arguments = arguments.data(),
+                  .files = files.get(),
+                  .attributes = attributes.get()};
+    runHelper(wanted);
+    if (wanted.error == ENOENT && isRunnable(program)) refuse(words.front(), ENOEXEC, "its interpreter is missing");
+    if (wanted.error != 0) refuse(words.front(), wanted.error);
+    return {wanted.id, wanted.handle};
 }
 
 std::vector<Text> splitCommandLine(TextView line) {

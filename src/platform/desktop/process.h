@@ -2,7 +2,6 @@
 
 #include "platform/automation/text.h"
 
-#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -38,10 +37,6 @@ private:
 /// error where they go now, no other file open, signals as a new program has them. 53 when there is no such program, 5
 /// when it cannot be run or there are no words; the text names it and says why.
 CORVETH_API RunningProcess startProcess(const std::vector<Text>& words);
-
-/// What the program wrote to its standard output, started as `startProcess` does, its errors dropped. One that takes
-/// longer than `limit` is ended; what it wrote until then is the result. 53 and 5 as there.
-CORVETH_API Text outputOf(const std::vector<Text>& words, std::chrono::milliseconds limit);
 
 /// The words of a command line: parted by blanks (U+0020 and tabs), save between double quotes, where `\"` is a quote
 /// and `\\` a backslash. 5 when a quote is not closed.

@@ -5,6 +5,7 @@
 #include "platform/desktop/file_name.h"
 #include "platform/desktop/message_pump.h"
 #include "platform/desktop/open_with.h"
+#include "platform/desktop/window.h"
 #include "platform/scope_exit.h"
 #include "session/failure.h"
 #include "session/file_info_service.h"
@@ -98,6 +99,9 @@ void Attachment::CloseAttachmentWindow() {
     process_.terminate();
     for (int i = 0; i < 2; ++i)
         attempt("processing window messages", [] { pumpMessages(); });
+    if (documentWindow_ == 0) return;
+    attempt("minimizing the window", [&] { closeWindow(documentWindow_); });
+    attempt("destroying the window", [&] { destroyWindow(documentWindow_); });
 }
 
 } // namespace corveth

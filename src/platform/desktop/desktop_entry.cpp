@@ -150,8 +150,7 @@ Text findEntry(const Text& id) {
 bool isUsable(const Text& path) {
     const KeyFile entry(path);
     const Text tried = unescaped(entry.get(entryGroup, "TryExec"));
-    return entry.get(entryGroup, "Type") == "Application" && entry.get(entryGroup, "Hidden") != "true" &&
-           (tried.empty() || isInstalled(tried));
+    return entry.get(entryGroup, "Type") == "Application" && (tried.empty() || isInstalled(tried));
 }
 
 Text usableEntry(const Text& id) {
@@ -240,11 +239,8 @@ Text commandOfEntry(const Text& path) {
 
 Text entryInFiles(const Text& type) {
     const Associations associations;
-    const std::vector<Text> kinds = typeAndParents(type);
-    for (const Text& kind : kinds) {
+    for (const Text& kind : typeAndParents(type)) {
         if (Text path = associations.chosen(kind); !path.empty()) return path;
-    }
-    for (const Text& kind : kinds) {
         if (Text path = associations.first(kind); !path.empty()) return path;
     }
     return {};

@@ -36,8 +36,11 @@ private:
     raise(75, inQuotes(path) + " (" + Text(reason) + ")");
 }
 [[noreturn]] void refuse(const Text& path, int error) {
-    if (error == ENOENT || error == ENOTDIR) raise(53, inQuotes(path));
     refuse(path, std::strerror(error)); // NOLINT(concurrency-mt-unsafe)
+}
+[[noreturn]] void refuseReading(const Text& path, int error) {
+    if (error == ENOENT || error == ENOTDIR) raise(53, inQuotes(path));
+    refuse(path, error);
 }
 
 std::int32_t sizeOf(const Text& path, const struct stat& status) {
@@ -53,7 +56,7 @@ std::int32_t sizeOf(const Text& path, const struct stat& status) {
 
 std::int32_t fileSize(const Text& path) {
     struct stat status {};
-    if (stat(path.c_str(), &status) != 0) refuse(path, errno);
+    if (stat(path.c_str(), &status) != 0) refuseReading(path, errno);
     return sizeOf(path, status);
 }
 
@@ -61,15 +64,15 @@ Bytes readFile(const Text& path) {
     fileSize(path); // opening is not without effect on every device
     // Not waiting: a pipe put in its place would keep the caller until somebody writes.
     const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (file.number() < 0) refuse(path, errno);
+    if (file.number() < 0) refuseReading(path, errno);
     struct stat status {};
-    if (fstat(file.number(), &status) != 0) refuse(path, errno);
+    if (fstat(file.number(), &status) != 0) refuseReading(path, errno);
     Bytes bytes(static_cast<std::size_t>(sizeOf(path, status)));
     std::size_t done = 0;
     while (done < bytes.size()) {
         const auto length = read(file.number(), bytes.data() + done, bytes.size() - done);
         if (length < 0 && errno == EINTR) continue;
-        if (length < 0) refuse(path, errno);
+        if (length < 0) refuseReading(path, errno);
         if (length == 0) break; // it was cut short meanwhile
         done += static_cast<std::size_t>(length);
     }

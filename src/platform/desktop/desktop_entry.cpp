@@ -221,8 +221,8 @@ struct Associations {
 
 Text commandOfEntry(const Text& path) {
     const KeyFile entry(path);
-    if (!isUsable(path) || entry.get(entryGroup, "Terminal") == "true" || !entry.get(entryGroup, "Path").empty())
-        return {};
+    const auto says = [&](const char* key) { return entry.get(entryGroup, key) == "true"; };
+    if (!isUsable(path) || says("Hidden") || says("Terminal") || !entry.get(entryGroup, "Path").empty()) return {};
     auto words = wordsBeforeFile(entry, path);
     if (!words || words->empty()) return {};
     Text& program = words->front();

@@ -256,8 +256,8 @@ TEST(Associations, AreTheSameByBothWays) {
     const Text own = folder.file("own");
     const Text shared = folder.file("shared");
     const Text settings = folder.file("settings");
-    const auto entry = [&](const Text& folder, const Text& id, const Text& more = {}) {
-        writeFile(folder + "/applications/" + id + ".desktop",
+    const auto entry = [](const Text& data, const Text& id, const Text& more = {}) {
+        writeFile(data + "/applications/" + id + ".desktop",
                   fmt::format("[Desktop Entry]\nType=Application\nName={}\nExec=viewer --{} %f\n{}", id, id, more));
     };
     for (const char* const id : {"chosen", "second", "ofdesktop", "added", "third", "cached", "kde/below"})

@@ -23,6 +23,8 @@ struct Request {
     std::vector<std::string> arguments;
     bool asJson = false;
     bool keepsKeys = false;
+    bool replaces = false;
+    bool stores = false;
 };
 
 /// What goes to standard output, and, when the answer is a bad one, to standard error: exit status 1.
@@ -51,6 +53,10 @@ std::string loadFile(const Request& request);
 std::string dumpRows(const Request& request);
 std::string loadRows(const Request& request);
 std::string runStatement(const Request& request);
+std::string attachFile(const Request& request);
+std::string listAttachments(const Request& request);
+std::string extractAttachment(const Request& request);
+std::string openAttachment(const Request& request);
 Result checkRows(const Request& request);
 
 } // namespace corveth::cli

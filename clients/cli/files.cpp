@@ -7,11 +7,13 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -36,12 +38,22 @@ std::ifstream openedFile(const std::string& path) {
     return file;
 }
 
-bool mayBeReplaced(const std::string& path, std::string_view beginning) {
+bool mayBeReplaced(const std::string& path, const OutputRule& rule) {
+    if (rule.existing != OutputRule::Existing::isReplacedWhenAlike) {
+        return rule.existing == OutputRule::Existing::isReplaced;
+    }
+    const std::string_view beginning = rule.beginning;
     std::ifstream file(path, std::ios::binary);
     std::string first(beginning.size(), '\0');
     file.read(first.data(), static_cast<std::streamsize>(first.size()));
     if (file.bad() || !file.is_open()) failAccess(path, errno);
     return file.gcount() == 0 || first == beginning;
+}
+
+/// Beside the file, so that it can take its name; shorter than the longest name there may be.
+std::string unfinishedName(const fs::path& path) {
+    constexpr std::size_t longest = 200;
+    return (path.parent_path() / path.filename().string().substr(0, longest)).string() + ".part-XXXXXX";
 }
 
 /// What an interruption takes away: all that a handler of signals may look at.
@@ -73,6 +85,22 @@ std::string fileContent(const std::string& path) {
     return content;
 }
 
+void requireReadable(const std::string& path) {
+    openedFile(path);
+}
+
+PrivateFile::PrivateFile() {
+    std::error_code error;
+    path_ = (fs::temp_directory_path(error) / "corveth-XXXXXX").string();
+    const int file = error ? -1 : ::mkostemp(path_.data(), O_CLOEXEC);
+    if (file < 0) failAccess(path_, error ? error.value() : errno);
+    ::close(file);
+}
+
+PrivateFile::~PrivateFile() {
+    ::unlink(path_.c_str());
+}
+
 InputFile::InputFile(const std::string& path) : source_(&std::cin) {
     if (path == "-") return;
     file_ = openedFile(path);
@@ -92,8 +120,8 @@ bool InputFile::nextLine(std::string& line) {
     return true;
 }
 
-OutputFile::OutputFile(const std::string& path, std::string_view beginning)
-    : path_(path == "-" ? "" : path), file_(STDOUT_FILENO) {
+OutputFile::OutputFile(const std::string& path, const OutputRule& rule)
+    : path_(path == "-" ? "" : path), rule_(rule), file_(STDOUT_FILENO) {
     if (path_.empty()) return;
     std::error_code error;
     const auto status = fs::status(path, error);
@@ -103,12 +131,11 @@ OutputFile::OutputFile(const std::string& path, std::string_view beginning)
         return;
     }
     if (fs::exists(status)) {
-        if (!mayBeReplaced(path, beginning))
-            throw Failure(58, "corveth",
-                          fmt::format("File already exists: {} is no dump that could be replaced", path));
+        if (!mayBeReplaced(path, rule)) failExisting();
         path_ = fs::canonical(path).string(); // the file that a link leads to, not the link
     }
-    unfinished_ = path_ + ".part-XXXXXX";
+    std::signal(SIGXFSZ, SIG_IGN); // a limit on the size of files is a failure with words
+    unfinished_ = unfinishedName(path_);
     takeAwayWhenInterrupted(unfinished_.data());
     file_ = ::mkostemp(unfinished_.data(), O_CLOEXEC); // for its owner only
     if (file_ >= 0) return;
@@ -127,6 +154,10 @@ void OutputFile::fail(int cause) const {
     failAccess(path_.empty() ? "standard output" : path_, cause);
 }
 
+void OutputFile::failExisting() const {
+    throw Failure(58, "corveth", fmt::format("File already exists: {} {}", path_, rule_.refusal));
+}
+
 void OutputFile::write(std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(file_, text.data(), text.size());
@@ -138,12 +169,30 @@ void OutputFile::write(std::string_view text) {
     }
 }
 
+/// A file that has come to be there meanwhile is not replaced by one that may not replace it.
+void OutputFile::takeName() const {
+    if (rule_.existing == OutputRule::Existing::isKept) {
+        if (::renameat2(AT_FDCWD, unfinished_.c_str(), AT_FDCWD, path_.c_str(), RENAME_NOREPLACE) == 0) return;
+        if (errno == EEXIST) failExisting();
+        if (errno != EINVAL && errno != ENOSYS) fail(errno);
+        // A file system that cannot do both in one.
+        std::error_code error;
+        if (fs::exists(fs::symlink_status(path_, error))) failExisting();
+    }
+    if (::rename(unfinished_.c_str(), path_.c_str()) != 0) fail(errno);
+}
+
 void OutputFile::complete() {
     if (unfinished_.empty()) return;
+    if (!rule_.isPrivate) {
+        const mode_t withheld = ::umask(0);
+        ::umask(withheld);
+        if (::fchmod(file_, 0666 & ~withheld) != 0 && errno != EPERM) fail(errno); // a file system may know no rights
+    }
     // On the disk before it takes the place of an older one.
     if (::fsync(file_) != 0) fail(errno);
     if (::close(std::exchange(file_, STDOUT_FILENO)) != 0) fail(errno);
-    if (::rename(unfinished_.c_str(), path_.c_str()) != 0) fail(errno);
+    takeName();
     interruptible = nullptr;
     unfinished_.clear();
 }

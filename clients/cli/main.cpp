@@ -64,6 +64,16 @@ constexpr const char* dumpHelp =
     "are base64, a date is a text, or a day number where the text would not be exact.\n"
     "FILE gets its name when the dump is complete; a file that is there is replaced only when it is a dump or empty.";
 
+constexpr const char* extractHelp =
+    "Without -o it goes to standard output or, when that is a terminal, to a file of the attachment's own name in the\n"
+    "current folder. The file gets its name when it is complete; one that is there is kept unless --replace is given.";
+
+constexpr const char* openHelp =
+    "The copy is in a folder of your own; its path is printed, and the program goes on by itself. Without --save, what "
+    "is\nchanged there stays there; `corveth set DB Attachment ATTACHMENT Data=@file:PATH` stores it.\n"
+    "A program that hands the file to one that runs already ends at once: on a terminal you are asked when you have "
+    "done.";
+
 constexpr const char* checkHelp =
     "link       a row whose link names nothing\n"
     "orphan     a row whose owner is gone\n"
@@ -202,6 +212,8 @@ private:
             ->type_name("FILE");
         sub->footer(dumpHelp);
 
+        addAttachmentCommands();
+
         sub = add("sql", "Runs one statement through the data-access layer; rows come as a table", runStatement);
         addDatabase(sub);
         addText(sub, "STATEMENT", request_.statement, "The statement");
@@ -212,6 +224,33 @@ private:
         addDatabase(sub);
         addJson(sub);
         sub->footer(checkHelp);
+    }
+
+    void addAttachmentCommands() {
+        auto* sub = add("attach", "Keeps a file with an item and prints the attachment's key", attachFile);
+        addDatabase(sub);
+        addText(sub, "ITEM", request_.key, "The key of a contact, a company or whatever else the file belongs to");
+        addText(sub, "FILE", request_.file, "The file, 5 MB at most");
+
+        sub = add("attachments", "Lists the files that are kept with an item", listAttachments);
+        addDatabase(sub);
+        addText(sub, "ITEM", request_.key, "The key of the item");
+        addJson(sub);
+
+        sub = add("extract", "Writes an attachment to a file", extractAttachment);
+        addDatabase(sub);
+        addText(sub, "ATTACHMENT", request_.key, "The attachment's key");
+        sub->add_option("-o,--output", request_.output, "The file, or a folder; - is standard output")
+            ->type_name("FILE");
+        sub->add_flag("--replace", request_.replaces, "Replaces a file that is there");
+        sub->footer(extractHelp);
+
+        sub = add("open", "Opens a copy of an attachment in the desktop's program for it", openAttachment);
+        addDatabase(sub);
+        addText(sub, "ATTACHMENT", request_.key, "The attachment's key");
+        sub->add_flag("--save", request_.stores,
+                      "Waits until the program ends, then stores the copy if it was changed");
+        sub->footer(openHelp);
     }
 
     /// The parser takes a text in brackets apart as a list and, once an argument may be repeated, sends what follows

@@ -20,34 +20,11 @@ const ClassModel::Member& keyOf(const ClassModel& model) {
     throw Failure(438, model.name, model.name + " has no key; it names no single record");
 }
 
-std::string textLiteral(const std::string& text) {
-    std::string literal = "'";
-    for (const char c : text) {
-        literal += c;
-        if (c == '\'') literal += c;
-    }
-    return literal + "'";
-}
-
-/// True when a row of the table in `column`, as `Notes.NoteId`, has the key.
-bool hasRow(const Session& session, std::string_view column, const std::string& key) {
-    const auto dot = column.find('.');
-    const std::string_view table = column.substr(0, dot), name = column.substr(dot + 1);
-    const std::string statement = fmt::format("Select {} From {} Where {}={}", name, table, name, textLiteral(key));
-    const auto rows = std::get<LateObject>(session.connection().call("Execute", {statement}));
-    return !std::get<bool>(rows.get("EOF"));
-}
-
 /// Fails unless a row has the key, in one of the tables that it may name. A class whose key tells no table cannot be
 /// asked.
 void requireRow(const Session& session, const ClassModel& model, const std::string& key) {
-    std::string_view columns = keyOf(model).argument;
-    if (columns.empty() && !key.empty()) return;
-    while (!key.empty() && !columns.empty()) {
-        const auto column = columns.substr(0, columns.find(','));
-        if (hasRow(session, column, key)) return;
-        columns.remove_prefix(std::min(columns.size(), column.size() + 1));
-    }
+    if (keyOf(model).argument.empty() && !key.empty()) return;
+    if (!storedKey(session, model, key).empty()) return;
     throw Failure(3021, model.name, fmt::format("there is no {} with the key \"{}\"", model.name, key));
 }
 
@@ -114,6 +91,33 @@ Reading readProperty(const LateObject& object, const MemberDescription& member) 
 }
 
 } // namespace
+
+std::string textLiteral(const std::string& text) {
+    std::string literal = "'";
+    for (const char c : text) {
+        literal += c;
+        if (c == '\'') literal += c;
+    }
+    return literal + "'";
+}
+
+std::string storedKey(const Session& session, const ClassModel& model, const std::string& key) {
+    const auto* member = model.withRole("key");
+    std::string_view columns = member == nullptr ? std::string_view() : member->argument;
+    for (; !key.empty() && !columns.empty();) {
+        const auto column = columns.substr(0, columns.find(',')); // as Notes.NoteId
+        const auto dot = column.find('.');
+        const std::string_view table = column.substr(0, dot), name = column.substr(dot + 1);
+        const std::string statement = fmt::format("Select {} From {} Where {}={}", name, table, name, textLiteral(key));
+        const auto rows = std::get<LateObject>(session.connection().call("Execute", {statement}));
+        if (!std::get<bool>(rows.get("EOF"))) {
+            const auto field = std::get<LateObject>(std::get<LateObject>(rows.get("Fields")).get("Item", {0}));
+            return plainText(field.get("Value"));
+        }
+        columns.remove_prefix(std::min(columns.size(), column.size() + 1));
+    }
+    return {};
+}
 
 LateObject existingRecord(const Session& session, const ClassModel& model, const std::string& key) {
     LateObject object = session.library().create(model.progId);

@@ -19,6 +19,12 @@ struct Call {
 /// The object of the class whose row has the key; fails when no row has it, or the class has no key.
 client::LateObject existingRecord(const Session& session, const ClassModel& model, const std::string& key);
 
+/// `text` as a literal of a statement.
+std::string textLiteral(const std::string& text);
+
+/// The key of the row that `key` names, as it is stored; empty when there is none, or the class's key tells no table.
+std::string storedKey(const Session& session, const ClassModel& model, const std::string& key);
+
 /// What is done to one record, new or existing.
 struct Edit {
     std::vector<Assignment> assignments;

@@ -4,8 +4,9 @@
 
 #include <fmt/format.h>
 
-#include <array>
+#include <algorithm>
 #include <cstdio>
+#include <initializer_list>
 
 namespace corveth::cli {
 
@@ -22,10 +23,8 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 
-/// True when one of the parts between semicolons assigns what says where a database is. The provider may be missing,
-/// which the server then says: nobody means a file of such a name.
-bool isConnectionString(std::string_view text) {
-    constexpr std::array<std::string_view, 4> keywords = {"Provider", "Data Source", "Host", "Database"};
+/// True when one of the parts between semicolons assigns to one of the keywords.
+bool assignsAny(std::string_view text, std::initializer_list<std::string_view> keywords) {
     while (!text.empty()) {
         const std::string_view part = text.substr(0, text.find(';'));
         if (const auto equals = part.find('='); equals != std::string_view::npos) {
@@ -37,6 +36,12 @@ bool isConnectionString(std::string_view text) {
         text.remove_prefix(std::min(text.size(), part.size() + 1));
     }
     return false;
+}
+
+/// What says where a database is. The provider may be missing, which the server then says: nobody means a file of such
+/// a name.
+bool isConnectionString(std::string_view text) {
+    return assignsAny(text, {"Provider", "Data Source", "Host", "Database"});
 }
 
 std::string quoted(const std::string& value) {
@@ -65,6 +70,31 @@ std::string Library::typeText(const char* name, const client::Arguments& argumen
 std::string connectionString(const std::string& database) {
     if (isConnectionString(database)) return database;
     return "Provider=SQLite;Data Source=" + quoted(database);
+}
+
+FailureLog::FailureLog(const std::string& database) : database_(connectionString(database)) {
+    if (assignsAny(database_, {"Log"})) return;
+    file_.emplace();
+    database_ += (database_.ends_with(';') ? "Log=" : ";Log=") + quoted(file_->path());
+}
+
+std::string FailureLog::words(std::string_view className) const {
+    std::string found;
+    if (!file_) return found;
+    const std::string content = fileContent(file_->path());
+    // Lines of time, class, operation and words, parted by tabs.
+    for (std::string_view rest = content; !rest.empty();) {
+        std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+        std::vector<std::string_view> parts;
+        for (int i = 0; i < 3 && line.find('\t') != std::string_view::npos; ++i) {
+            parts.push_back(line.substr(0, line.find('\t')));
+            line.remove_prefix(parts.back().size() + 1);
+        }
+        if (parts.size() != 3 || parts[1] != className) continue;
+        found += fmt::format("{}{}: {}", found.empty() ? "" : "; ", parts[2], line);
+    }
+    return found;
 }
 
 Session::Session(Library& library, const std::string& database) : library_(library) {

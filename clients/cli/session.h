@@ -1,9 +1,11 @@
 #pragma once
 
 #include "cli/class_model.h"
+#include "cli/files.h"
 #include "common/late_bound.h"
 
 #include <map>
+#include <optional>
 #include <string>
 
 namespace corveth::cli {
@@ -28,6 +30,22 @@ private:
 
 /// The connection string that `database` is or, for a file, stands for.
 std::string connectionString(const std::string& database);
+
+/// What the server swallows while a database is open, for a command that wants to tell why something did not happen.
+class FailureLog {
+public:
+    explicit FailureLog(const std::string& database);
+
+    /// The connection string to open the database with.
+    [[nodiscard]] const std::string& database() const noexcept { return database_; }
+    /// What went wrong with objects of the class, in the server's words; empty when nothing did, and when the
+    /// connection string has a log of the user's own.
+    [[nodiscard]] std::string words(std::string_view className) const;
+
+private:
+    std::string database_;
+    std::optional<PrivateFile> file_;
+};
 
 /// A database that the server's objects on this thread work with, from its opening to its end.
 class Session {

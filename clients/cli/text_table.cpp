@@ -84,6 +84,15 @@ std::string onOneLine(std::string_view text) {
     return line;
 }
 
+std::string shellWord(std::string_view text) {
+    constexpr std::string_view plain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-+=:,./@%";
+    if (!text.empty() && text.find_first_not_of(plain) == std::string_view::npos) return std::string(text);
+    std::string word = "'";
+    for (const char c : text)
+        word += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return word + "'";
+}
+
 TextTable::TextTable(std::vector<std::string> headings) : headings_(std::move(headings)) {}
 
 void TextTable::addRow(std::vector<Cell> cells) {

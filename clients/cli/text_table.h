@@ -12,6 +12,9 @@ std::size_t displayWidth(std::string_view text);
 /// `text` on one line: line breaks, tabs and other control characters written as escapes.
 std::string onOneLine(std::string_view text);
 
+/// `text` as one word of a shell's line.
+std::string shellWord(std::string_view text);
+
 /// Rows under headings, aligned by display width; columns that hold numbers stand to the right.
 class TextTable {
 public:

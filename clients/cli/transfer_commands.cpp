@@ -16,7 +16,10 @@ using client::LateObject;
 
 namespace {
 
-constexpr std::string_view dumpBeginning = R"({"corveth": "dump")";
+constexpr OutputRule dumpRule{.existing = OutputRule::Existing::isReplacedWhenAlike,
+                              .beginning = R"({"corveth": "dump")",
+                              .refusal = "is no dump that could be replaced",
+                              .isPrivate = true};
 
 std::uint64_t rowsDone(const LateObject& transfer) {
     return static_cast<std::uint64_t>(std::get<std::int32_t>(transfer.get("RowsDone")));
@@ -92,7 +95,7 @@ std::string dumpRows(const Request& request) {
     const bool isToFile = !request.output.empty() && request.output != "-";
     const auto transfer = Library().create("Corveth.Transfer");
     transfer.call("OpenDump", {connectionString(request.database)});
-    OutputFile file(request.output, dumpBeginning);
+    OutputFile file(request.output, dumpRule);
     {
         // The lines themselves are on the terminal otherwise.
         Progress progress("dump", "rows", isToFile || ::isatty(STDOUT_FILENO) == 0);

@@ -1,6 +1,8 @@
 #include "platform/desktop/desktop_object.h"
 
 #include "platform/desktop/clock.h"
+#include "platform/desktop/file_chooser.h"
+#include "platform/desktop/file_name.h"
 #include "platform/desktop/message_box.h"
 
 namespace corveth {
@@ -10,6 +12,8 @@ struct Desktop::Table {
         get<&Desktop::get_MessageBoxCount>("MessageBoxCount"),
         get<&Desktop::get_LastMessageBox>("LastMessageBox"),
         get<&Desktop::get_Now>("Now"),
+        method<&Desktop::ChooseFile>("ChooseFile", "Path"),
+        method<&Desktop::FileName>("FileName", "Title"),
     };
 };
 
@@ -25,6 +29,14 @@ Text Desktop::get_LastMessageBox() const {
 
 Date Desktop::get_Now() const {
     return now();
+}
+
+void Desktop::ChooseFile(const Text& path) {
+    chooseFileInAdvance(path);
+}
+
+Text Desktop::FileName(const Text& title) const {
+    return fileNameFrom(title);
 }
 
 } // namespace corveth

@@ -4,7 +4,8 @@
 
 namespace corveth {
 
-/// What a late-bound client can see of this process's desktop: a failure that was only shown, and the clock.
+/// What a late-bound client can see of this process's desktop and tell it: a failure that was only shown, the clock,
+/// the file to be chosen, names of files.
 class CORVETH_API Desktop final : public Described<Desktop> {
 public:
     static constexpr const char* className = "Desktop";
@@ -15,6 +16,10 @@ public:
     /// `TITLE: TEXT` of the last of them.
     [[nodiscard]] Text get_LastMessageBox() const;
     [[nodiscard]] Date get_Now() const;
+    /// As `chooseFileInAdvance`.
+    void ChooseFile(const Text& path);
+    /// As `fileNameFrom`.
+    [[nodiscard]] Text FileName(const Text& title) const;
 
 private:
     struct Table;

@@ -5,6 +5,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
+#include <utility>
 
 namespace corveth {
 
@@ -31,6 +33,8 @@ Text askOnTerminal(TextView prompt) {
     return path;
 }
 
+thread_local std::optional<Text> inAdvance;
+
 Replaceable<Text(TextView)>& chooser() {
     static Replaceable<Text(TextView)> chooser(askOnTerminal);
     return chooser;
@@ -39,7 +43,12 @@ Replaceable<Text(TextView)>& chooser() {
 } // namespace
 
 Text chooseFile(TextView prompt) {
+    if (auto chosen = std::exchange(inAdvance, std::nullopt)) return std::move(*chosen);
     return chooser()(prompt);
+}
+
+void chooseFileInAdvance(TextView path) {
+    inAdvance = Text(path);
 }
 
 FileChooser setFileChooser(FileChooser replacement) {

@@ -118,7 +118,8 @@ class Picture(corveth.Object):
         written."""
 
 class Desktop(corveth.Object):
-    """What a late-bound client can see of this process's desktop: a failure that was only shown, and the clock."""
+    """What a late-bound client can see of this process's desktop and tell it: a failure that was only shown, the
+    clock, the file to be chosen, names of files."""
     @property
     def MessageBoxCount(self) -> int:
         """Message boxes that this thread has shown so far."""
@@ -127,3 +128,8 @@ class Desktop(corveth.Object):
         """`TITLE: TEXT` of the last of them."""
     @property
     def Now(self) -> datetime.datetime: ...
+    def ChooseFile(self, Path: str | corveth.ByRef) -> None:
+        """Answers the next choice of a file on this thread with `Path` (empty: none), so that nobody is asked."""
+    def FileName(self, Title: str | corveth.ByRef) -> str:
+        """A name for a file of that title which never leads out of its folder: `/` and control characters become `_`,
+        so do `.` and `..`, and more than 255 bytes are cut, the extension kept."""

@@ -80,7 +80,8 @@ class CommandLine(unittest.TestCase):
 
 class Usage(CommandLine):
     def test_usage(self):
-        commands = ("init register unregister classes introspect typelib show set list call load dump sql check").split()
+        commands = ("init register unregister classes introspect typelib show set list call load dump attach attachments "
+                    "extract open sql check").split()
         for command in commands:
             self.check(("help of " + command, [command, "--help"], 0, ["Usage: corveth " + command, "--help"], []))
         for row in [

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <iostream>
 #include <poll.h>
@@ -32,6 +33,39 @@ struct Opened {
     std::string program; ///< what was started, as far as it is known
 };
 
+/// While it lives, what the program that is started writes does not go to standard output, which whoever reads it would
+/// have to read until that program's end: to standard error, or nowhere.
+class OutputAside {
+public:
+    explicit OutputAside(bool isKept) {
+        std::fflush(stdout);
+        const int aside = isKept ? ::dup(STDERR_FILENO) : ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (aside < 0) return;
+        put(aside, STDOUT_FILENO, output_);
+        if (!isKept) put(aside, STDERR_FILENO, errors_);
+        ::close(aside);
+    }
+    OutputAside(const OutputAside&) = delete;
+    OutputAside& operator=(const OutputAside&) = delete;
+    ~OutputAside() {
+        bring(output_, STDOUT_FILENO);
+        bring(errors_, STDERR_FILENO);
+    }
+
+private:
+    static void put(int file, int place, int& before) {
+        before = ::fcntl(place, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        if (before >= 0) ::dup2(file, place);
+    }
+    static void bring(int before, int place) {
+        if (before < 0) return;
+        ::dup2(before, place);
+        ::close(before);
+    }
+
+    int output_ = -1, errors_ = -1;
+};
+
 /// The library reports nothing of it; what it says of failures is in the log.
 Opened openCopy(Library& library, const Request& request) {
     const FailureLog log(request.database);
@@ -41,7 +75,10 @@ Opened openCopy(Library& library, const Request& request) {
                   .path = {},
                   .before = contentOf(attachment),
                   .program = {}};
-    attachment.call("OpenAttachment");
+    {
+        const OutputAside aside(request.stores);
+        attachment.call("OpenAttachment");
+    }
     opened.path = std::get<std::string>(attachment.get("TempFilePath"));
     opened.process = std::get<std::int32_t>(attachment.get("ThreadId"));
     const std::string words = log.words("Attachment");

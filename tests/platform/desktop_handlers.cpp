@@ -116,6 +116,14 @@ TEST(FileChooser, PlainChooserReadsOneLineOfStandardInput) {
     }
     setFileChooser([](TextView prompt) { return Text(prompt) + "/chosen"; });
     EXPECT_EQ(chooseFile("p"), "p/chosen");
+    // A choice made in advance is for one question of this thread.
+    const auto desktop = make<Desktop>();
+    for (const char* path : {"/a b/ø.txt", ""}) {
+        callMember(*desktop, "ChooseFile", {path});
+        std::thread([] { EXPECT_EQ(chooseFile("other"), "other/chosen"); }).join();
+        EXPECT_EQ(chooseFile("p"), path);
+        EXPECT_EQ(chooseFile("p"), "p/chosen");
+    }
     setFileChooser({});
 }
 

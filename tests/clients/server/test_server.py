@@ -59,6 +59,8 @@ class CommandLineTest(ServerTest):
     def test_every_command_says_the_same(self):
         file = str(self.folder / "service.db")
         (self.folder / "portrait.bmp").write_bytes(bitmap([(1, 2, 3), (4, 5, 6)]))
+        (self.folder / "large").write_bytes(bytes(5 * 1024 * 1024 + 1))
+        (self.folder / "empty").touch()
         commands = [
             ("an empty one", 0, ["init"]),
             ("examples", 0, ["load", str(EXAMPLES)]),
@@ -81,6 +83,21 @@ class CommandLineTest(ServerTest):
             ("another, for programs", 0, ["sql", "--json", "Select * From ContactMaster Order By ContactId"]),
             ("one that writes", 0, ["sql", "Update Notes Set Title=Title & '!' Where NoteId='nt00000001'"]),
             ("no text", 1, ["sql", ""]),
+            ("a file", 0, ["attach", "cn00000001", "portrait.bmp"]),
+            ("which is there", 0, ["sql", "Select AttachmentID, AttachmentTitle, AttachmentSize, Data, LinkID, "
+                                          "LinkType From Attachments"]),
+            ("no files", 0, ["attachments", "CM00000001"]),
+            ("the size of a file", 0, ["set", "Attachment", "AT00000001", "AttachmentSize=3"]),
+            ("an empty file", 0, ["attach", "CM00000001", "empty"]),
+            ("both of one moment", 0, ["sql", "Update Attachments Set AttachmentDate=#2024-02-29 10:00:00#"]),
+            ("the files", 0, ["attachments", "cn00000001"]),
+            ("the files, for programs", 0, ["attachments", "--json", "CM00000001"]),
+            ("for no item", 1, ["attach", "CN99999999", "portrait.bmp"]),
+            ("no such file", 1, ["attach", "CN00000001", "none"]),
+            ("too large a file", 1, ["attach", "CN00000001", "large"]),
+            ("a file again", 0, ["extract", "AT00000001", "-o", "again.bmp", "--replace"]),
+            ("not over another", 1, ["extract", "AT00000001", "-o", "again.bmp"]),
+            ("no such attachment", 1, ["extract", "AT00000009"]),
             ("rows that do not fit", 1, ["check"]),
             ("made already", 1, ["init"]),
             ("everything", 0, ["dump"]),

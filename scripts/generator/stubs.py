@@ -186,7 +186,7 @@ class _Writer:
     def _referred(self, type_: str) -> str:
         """Always with its module: a class may have a member that is named like another class."""
         found = self._library.referred(type_, self._name)
-        if found is None:
-            return "corveth.Object"
+        if found is None:  # a class to come, or a service's own record
+            return "Any" if type_.startswith("Record:") else "corveth.Object"
         name = f"corveth.{found.library}.{found.name}"
         return f"{name} | int" if isinstance(found, Enumeration) else name

@@ -38,7 +38,7 @@ class DbService(corveth.Object):
 class FileInfoService(corveth.Object):
     """What the desktop knows of a file. 53 for one that is not there, 75 for what is no readable file (a folder, a
     device), 6 for one of 2 GiB or more."""
-    def Properties(self, Path: str | corveth.ByRef) -> corveth.Object:
+    def Properties(self, Path: str | corveth.ByRef) -> Any:
         """`TypeText` is what its type is called, in the user's language; `FileName` its name without the folder; `Size`
         in bytes. The other fields are empty."""
     def Content(self, Path: str | corveth.ByRef) -> Any:

@@ -5,6 +5,7 @@
 #include "platform/desktop_support.h"
 #include "platform/outcome.h"
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <fcntl.h>
@@ -119,20 +120,21 @@ TEST(FileContent, ReadsRegularFilesAlone) {
 TEST(FileContent, FileThatGrowsIsReadAsLongAsItWas) {
     const TemporaryFolder folder;
     const Text path = writeFile(folder.file("log"), Text(100, 'x'));
-    std::atomic<bool> isEnough = false;
+    std::atomic<bool> isWritten = false;
     std::jthread writer([&] {
         std::ofstream file(path, std::ios::app);
-        while (!isEnough)
+        for (int i = 0; i < 500; ++i)
             file << Text(1000, 'x') << std::flush;
+        isWritten = true;
     });
-    std::size_t before = 100;
-    for (int i = 0; i < 200; ++i) {
+    for (std::size_t before = 100; !isWritten;) {
         const Bytes bytes = readFile(path);
         EXPECT_GE(bytes.size(), before);
         EXPECT_EQ(std::ranges::count(bytes, std::byte{'x'}), static_cast<std::ptrdiff_t>(bytes.size()));
         before = bytes.size();
     }
-    isEnough = true;
+    writer.join();
+    EXPECT_EQ(readFile(path).size(), 500100U);
 }
 
 TEST(FileContent, WritesANewFileOfTheUsersOwn) {

@@ -21,10 +21,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string bytesText(std::size_t count) {
-    return fmt::format("{} {}", groupedNumber(count), count == 1 ? "byte" : "bytes");
-}
-
 /// The library only tells that a file could not be added; this tells why.
 void requireFile(const Library& library, const std::string& path) {
     constexpr std::uint32_t overflow = 6;

@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/files.h"
 #include "cli/item.h"
+#include "cli/progress.h"
 #include "cli/record.h"
 #include "cli/text_table.h"
 
@@ -8,6 +9,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
@@ -66,8 +68,17 @@ private:
     int output_ = -1, errors_ = -1;
 };
 
+bool holds(const std::string& path, const std::string& content) {
+    try {
+        return fileContent(path) == content;
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
 /// The library reports nothing of it; what it says of failures is in the log.
 Opened openCopy(Library& library, const Request& request) {
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN)); // a limit on the size of files is a failure with words
     const FailureLog log(request.database);
     const Session session(library, log.database());
     const LateObject attachment = existingRecord(session, library.model("Attachment"), request.key);
@@ -82,9 +93,11 @@ Opened openCopy(Library& library, const Request& request) {
     opened.path = std::get<std::string>(attachment.get("TempFilePath"));
     opened.process = std::get<std::int32_t>(attachment.get("ThreadId"));
     const std::string words = log.words("Attachment");
-    if (opened.process == 0 && !words.empty()) throw Failure(accessError, "Attachment", "nothing was opened: " + words);
+    if (!words.empty() && (opened.process == 0 || !holds(opened.path, opened.before))) {
+        attachment.call("CloseAttachmentWindow"); // a program without its file
+        throw Failure(accessError, "Attachment", "nothing was opened: " + words);
+    }
     if (opened.path.empty()) throw Failure(accessError, "Attachment", "nothing was opened; the log may tell why");
-    if (!words.empty()) fmt::print(stderr, "corveth: {}\n", words);
     opened.program = std::get<std::string>(library.create("Corveth.FileInfoService").call("Program", {opened.path}));
     return opened;
 }
@@ -149,7 +162,7 @@ std::string storeCopy(Library& library, const Request& request, const Opened& op
     attachment.call("UpdateAttachment", {item});
     requireStored(session, attachment, item, log);
     transaction.commit();
-    return fmt::format("{}: {} {} stored\n", opened.id, content.size(), content.size() == 1 ? "byte" : "bytes");
+    return fmt::format("{}: {} stored\n", opened.id, bytesText(content.size()));
 }
 
 } // namespace

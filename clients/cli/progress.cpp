@@ -66,4 +66,8 @@ std::string groupedNumber(std::uint64_t number) {
     return text;
 }
 
+std::string bytesText(std::uint64_t count) {
+    return fmt::format("{} {}", groupedNumber(count), count == 1 ? "byte" : "bytes");
+}
+
 } // namespace corveth::cli

@@ -34,5 +34,7 @@ std::string progressLine(const std::string& what, std::uint64_t done, std::uint6
 
 /// With commas between thousands.
 std::string groupedNumber(std::uint64_t number);
+/// `1,234 bytes`.
+std::string bytesText(std::uint64_t count);
 
 } // namespace corveth::cli

@@ -74,7 +74,11 @@ std::string connectionString(const std::string& database) {
 
 FailureLog::FailureLog(const std::string& database) : database_(connectionString(database)) {
     if (assignsAny(database_, {"Log"})) return;
-    file_.emplace();
+    try {
+        file_.emplace();
+    } catch (const Failure&) {
+        return; // without it less is told, and everything else works
+    }
     database_ += (database_.ends_with(';') ? "Log=" : ";Log=") + quoted(file_->path());
 }
 

@@ -381,6 +381,19 @@ class Opening(Attachments):
         self.assertEqual(pathlib.Path(f"{copy}.arguments").read_text(), f"--quick|{copy}|")
         self.assertEqual(self.extracted(key), content + added)
 
+    def test_a_copy_that_cannot_be_written_is_not_opened(self):
+        self.program("xdg-open", f'touch "{self.here}/opened"')
+        key = self.attach("large.exe", b"#!/bin/sh\n" + bytes(1000000))
+        for options in ([], ["--save"]):
+            done = subprocess.run(
+                [CORVETH, "open", *options, self.database, key], capture_output=True, encoding="utf-8", check=False,
+                env={**os.environ, **self.env},
+                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (500000, 500000)))
+            self.assertEqual((done.returncode, done.stdout), (1, ""))
+            self.assertIn("nothing was opened: writing the copy", done.stderr)
+            self.assertIn("File too large", done.stderr)
+        self.assertEqual([path for path in self.runtime.rglob("*") if path.is_file()], [])
+
     def test_what_cannot_be_opened_is_told(self):
         broken = self.attach("broken.exe", b"no program")
         text = self.attach("x.unheardof", b"")
@@ -391,6 +404,8 @@ class Opening(Attachments):
             ("no program", broken, {}, "starting the program"),
             ("no display", text, {"DISPLAY": "", "WAYLAND_DISPLAY": ""}, "no display"),
             ("no file", empty, {}, "holds no file"),
+            ("nowhere for temporary files", text, {"DISPLAY": "", "XDG_RUNTIME_DIR": "", "TMPDIR": "/nowhere"},
+             "nothing was opened"),
         ]:
             with self.subTest(name):
                 status, output, errors = run("open", self.database, key, env={**self.env, **env})

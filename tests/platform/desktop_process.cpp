@@ -236,6 +236,19 @@ TEST(Process, HostDoesNotSeeIt) {
     }
 }
 
+// The first process of a container, for one.
+TEST(Process, HostThatTakesInOrphansKeepsNoZombie) {
+    const Text seen = inChildProcess([] {
+        if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) return Text("cannot be tried");
+        {
+            const RunningProcess brief = startProcess({"/bin/true"});
+            if (!waitUntil([&] { return !brief.isRunning(); })) return Text("not ended");
+        }
+        return Text(waitpid(-1, nullptr, WNOHANG | __WALL) == -1 && errno == ECHILD ? "none" : "a zombie");
+    });
+    EXPECT_EQ(seen, "none");
+}
+
 /// From here on the kernel says that it does not know `call`.
 bool forget(std::uint32_t call) {
     std::array<sock_filter, 4> filter{{

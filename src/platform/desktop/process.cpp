@@ -184,7 +184,11 @@ RunningProcess& RunningProcess::operator=(RunningProcess&& other) noexcept {
 }
 
 RunningProcess::~RunningProcess() {
-    if (handle_ >= 0) close(handle_);
+    if (handle_ < 0) return;
+    // A host that takes in the orphans of its system, as the first process of a container does, has got this one.
+    siginfo_t end{};
+    waitid(static_cast<idtype_t>(P_PIDFD), static_cast<id_t>(handle_), &end, WEXITED | WNOHANG);
+    close(handle_);
 }
 
 bool RunningProcess::isRunning() const noexcept {

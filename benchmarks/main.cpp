@@ -28,6 +28,9 @@ constexpr Operation operations[] = {
     {"save a contact, autocommit", Measure::ratio, 1.25, &saveContact},
     {"save a contact, 200 in a transaction", Measure::ratio, 1.4, &saveContactInTransaction},
     {"read and store 5 MB of bytes", Measure::ratio, 1.3, &replacePicture},
+    {"store a new file of 5 MB", Measure::ratio, 1.3, &storeNewFile},
+    {"store a file of 5 MB again", Measure::ratio, 1.3, &storeFileAgain},
+    {"read a file of 5 MB", Measure::ratio, 1.3, &readFile},
     {"property get through Invoke", Measure::difference, 100, &propertyGet},
     {"property let through Invoke", Measure::difference, 100, &propertyLet},
     {"method call through Invoke", Measure::difference, 100, &methodCall},
@@ -47,6 +50,9 @@ constexpr Operation serverOperations[] = {
     {"list the 1,000 notes of a link", Measure::ratio, 1.3, &listOfLink},
     {"list 1,000 contacts", Measure::ratio, 1.3, &contactList},
     {"read and store 5 MB of bytes", Measure::ratio, 1.5, &replacePicture},
+    {"store a new file of 5 MB", Measure::ratio, 1.3, &storeNewFile},
+    {"store a file of 5 MB again", Measure::ratio, 1.3, &storeFileAgain},
+    {"read a file of 5 MB", Measure::ratio, 1.3, &readFile},
 };
 
 struct Options {
@@ -75,13 +81,16 @@ std::vector<const Operation*> chosen(const Options& options, const char* engine,
     return operations;
 }
 
+bool isAmong(const std::vector<const Operation*>& chosen, Pair (*make)(World&)) {
+    return std::ranges::any_of(chosen, [&](const Operation* operation) { return operation->make == make; });
+}
+
 void measureSqlite(const Options& options, const std::vector<const Operation*>& chosen, Report& report) {
     SqliteWorld world(options.folder, options.size);
     report.sqlite = measure(chosen, world, options.rounds, options.clock());
     world.check();
-    if (std::ranges::any_of(chosen, [](const Operation* operation) { return operation->make == &contactList; })) {
-        report.memory = memoryOfContact(world);
-    }
+    if (isAmong(chosen, &contactList)) report.memory = memoryOfContact(world);
+    if (isAmong(chosen, &readFile)) report.sqliteFiles = memoryOfFile(world);
 }
 
 void measureServer(const Options& options, const std::vector<const Operation*>& chosen, Report& report) {
@@ -101,6 +110,7 @@ void measureServer(const Options& options, const std::vector<const Operation*>& 
     report.server = measure(chosen, world, options.rounds, options.clock());
     report.serverDescription = world.description();
     world.check();
+    if (isAmong(chosen, &readFile)) report.serverFiles = memoryOfFile(world);
 }
 
 int run(const Options& options) {

@@ -27,6 +27,20 @@ struct ContactMemory {
 };
 ContactMemory memoryOfContact(World& world);
 
+// Attachments.
+Pair storeNewFile(World& world);
+Pair storeFileAgain(World& world);
+Pair readFile(World& world);
+
+/// Memory that a file takes at the height of an operation, in files.
+struct FileMemory {
+    struct Sides {
+        double ours, raw;
+    };
+    Sides storeNew, storeAgain, read;
+};
+FileMemory memoryOfFile(World& world);
+
 // Calls through the binary interface, against the direct call.
 Pair propertyGet(World& world);
 Pair propertyLet(World& world);

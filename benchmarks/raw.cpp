@@ -27,6 +27,16 @@ std::vector<std::unique_ptr<RawContact>> RawContacts::persons() {
     return persons;
 }
 
+void RawAttachments::save(const RawAttachment& attachment) {
+    if (attachment.id.empty()) {
+        insert(newId(), attachment);
+        return;
+    }
+    RawAttachment found;
+    if (!load(attachment.id, found)) throw std::runtime_error("no attachment " + attachment.id);
+    if (found.data != attachment.data) update(attachment);
+}
+
 double today() {
     constexpr std::time_t dayOfEpoch = 25569, secondsOfDay = 86400;
     const std::time_t day = dayOfEpoch + std::time(nullptr) / secondsOfDay;

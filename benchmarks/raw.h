@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -69,6 +70,32 @@ public:
 
 private:
     virtual std::vector<std::string> personIds() = 0;
+};
+
+struct RawAttachment {
+    std::string id, title, type, linkId, linkType;
+    std::int32_t size = 0;
+    double date = 0;
+    std::vector<std::byte> data;
+};
+
+class RawAttachments {
+public:
+    /// A file of this size is there from the beginning.
+    static constexpr std::size_t fileSize = 5 * 1024 * 1024;
+    static constexpr const char* fileId = "AT00000001";
+    static constexpr double date = 46024.127835648148; ///< 2026-01-02 03:04:05
+
+    virtual ~RawAttachments() = default;
+
+    virtual bool load(const std::string& id, RawAttachment& attachment) = 0;
+    /// With an ID looks for its row and changes the data; else inserts a row with a new ID.
+    void save(const RawAttachment& attachment);
+
+private:
+    virtual std::string newId() = 0;
+    virtual void insert(const std::string& id, const RawAttachment& attachment) = 0;
+    virtual void update(const RawAttachment& attachment) = 0;
 };
 
 /// The number of today's day.

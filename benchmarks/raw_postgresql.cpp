@@ -196,4 +196,56 @@ std::vector<std::string> ServerContacts::personIds() {
     return ids;
 }
 
+// --- attachments
+
+ServerAttachments::ServerAttachments(RawServer& server) : server_(server) {
+    server_.prepare("attachment", "select * from attachments where attachmentid = $1");
+    server_.prepare("attach", "insert into attachments (attachmentid, attachmenttitle, attachmenttype, "
+                              "attachmentsize, attachmentdate, linkid, linktype, data) "
+                              "values ($1, $2, $3, $4, $5, $6, $7, $8)");
+    server_.prepare("set data", "update attachments set data = $1 where attachmentid = $2");
+    server_.prepare("next attachment", "select nextval('corveth.counter_attachments_at')");
+}
+
+bool ServerAttachments::load(const std::string& id, RawAttachment& attachment) {
+    const RawResult rows = server_.run("attachment", {id.c_str()});
+    if (PQntuples(rows.get()) == 0) return false;
+    attachment.id = cell(rows.get(), 0, 0);
+    attachment.title = cell(rows.get(), 0, 1);
+    attachment.type = cell(rows.get(), 0, 2);
+    attachment.size = numberIn<std::int32_t>(rows.get(), 0, 3);
+    attachment.date = std::bit_cast<double>(numberIn<std::uint64_t>(rows.get(), 0, 4));
+    attachment.linkId = cell(rows.get(), 0, 5);
+    attachment.linkType = cell(rows.get(), 0, 6);
+    const auto data = std::as_bytes(std::span(cell(rows.get(), 0, 7)));
+    attachment.data.assign(data.begin(), data.end());
+    return true;
+}
+
+std::string ServerAttachments::newId() {
+    return fmt::format("AT{:08}", numberIn<std::int64_t>(server_.run("next attachment", {}).get(), 0, 0));
+}
+
+void ServerAttachments::insert(const std::string& id, const RawAttachment& attachment) {
+    const std::string size = std::to_string(attachment.size), date = fmt::format("{}", attachment.date);
+    const std::array values = {id.c_str(),
+                               attachment.title.c_str(),
+                               attachment.type.c_str(),
+                               size.c_str(),
+                               date.c_str(),
+                               attachment.linkId.c_str(),
+                               attachment.linkType.c_str(),
+                               reinterpret_cast<const char*>(attachment.data.data())};
+    const std::array lengths = {0, 0, 0, 0, 0, 0, 0, static_cast<int>(attachment.data.size())};
+    constexpr std::array formats = {0, 0, 0, 0, 0, 0, 0, binary};
+    server_.run("attach", values, lengths, formats);
+}
+
+void ServerAttachments::update(const RawAttachment& attachment) {
+    const std::array values = {reinterpret_cast<const char*>(attachment.data.data()), attachment.id.c_str()};
+    const std::array lengths = {static_cast<int>(attachment.data.size()), 0};
+    constexpr std::array formats = {binary, 0};
+    server_.run("set data", values, lengths, formats);
+}
+
 } // namespace corveth::bench

@@ -78,4 +78,18 @@ private:
     RawContact found_;
 };
 
+class ServerAttachments final : public RawAttachments {
+public:
+    explicit ServerAttachments(RawServer& server);
+
+    bool load(const std::string& id, RawAttachment& attachment) override;
+
+private:
+    std::string newId() override;
+    void insert(const std::string& id, const RawAttachment& attachment) override;
+    void update(const RawAttachment& attachment) override;
+
+    RawServer& server_;
+};
+
 } // namespace corveth::bench

@@ -1,6 +1,7 @@
 #include "raw_sqlite.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <stdexcept>
 
 namespace corveth::bench {
@@ -56,6 +57,11 @@ void RawStatement::read(int column, std::string& into) const {
     } else {
         into.assign(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), column)));
     }
+}
+
+void RawStatement::read(int column, std::vector<std::byte>& into) const {
+    const auto* bytes = static_cast<const std::byte*>(sqlite3_column_blob(statement_.get(), column));
+    into.assign(bytes, bytes + sqlite3_column_bytes(statement_.get(), column));
 }
 
 std::unique_ptr<sqlite3, RawClose> openRaw(const std::string& file, const std::string& synchronous) {
@@ -236,6 +242,52 @@ std::vector<std::string> SqliteContacts::personIds() {
     while (ids_.step())
         ids_.read(0, ids.emplace_back());
     return ids;
+}
+
+// --- attachments
+
+SqliteAttachments::SqliteAttachments(const std::string& file)
+    : database_(openRaw(file)),
+      counterDatabase_(openRaw(file, "NORMAL")),
+      load_(database_.get(), "Select * From Attachments Where AttachmentID=?"),
+      insert_(database_.get(), "Insert Into Attachments (AttachmentID, AttachmentTitle, AttachmentType, "
+                               "AttachmentSize, AttachmentDate, LinkID, LinkType, Data) Values (?, ?, ?, ?, ?, ?, ?, "
+                               "?)"),
+      update_(database_.get(), "Update Attachments Set Data=? Where AttachmentID=?"),
+      raise_(counterDatabase_.get(),
+             "Insert Into IdCounters (TableName, Code, LastNumber) Values ('Attachments', 'AT', 2) On Conflict "
+             "(TableName, Code) Do Update Set LastNumber = LastNumber + 1 Returning LastNumber") {}
+
+bool SqliteAttachments::load(const std::string& id, RawAttachment& attachment) {
+    load_.bind(1, id);
+    if (!load_.step()) return false;
+    load_.read(0, attachment.id);
+    load_.read(1, attachment.title);
+    load_.read(2, attachment.type);
+    attachment.size = load_.integer(3);
+    attachment.date = load_.real(4);
+    load_.read(5, attachment.linkId);
+    load_.read(6, attachment.linkType);
+    load_.read(7, attachment.data);
+    load_.run();
+    return true;
+}
+
+std::string SqliteAttachments::newId() {
+    int number = 0;
+    while (raise_.step())
+        number = raise_.integer(0);
+    return fmt::format("AT{:08}", number);
+}
+
+void SqliteAttachments::insert(const std::string& id, const RawAttachment& attachment) {
+    insert_.bind(1, id).bind(2, attachment.title).bind(3, attachment.type).bind(4, std::int64_t{attachment.size});
+    insert_.bind(5, attachment.date).bind(6, attachment.linkId).bind(7, attachment.linkType);
+    insert_.bind(8, std::span<const std::byte>(attachment.data)).run();
+}
+
+void SqliteAttachments::update(const RawAttachment& attachment) {
+    update_.bind(1, std::span<const std::byte>(attachment.data)).bind(2, attachment.id).run();
 }
 
 } // namespace corveth::bench

@@ -34,6 +34,7 @@ public:
     void reset() noexcept { sqlite3_reset(statement_.get()); }
 
     void read(int column, std::string& into) const;
+    void read(int column, std::vector<std::byte>& into) const;
     [[nodiscard]] double real(int column) const { return sqlite3_column_double(statement_.get(), column); }
     [[nodiscard]] int integer(int column) const { return sqlite3_column_int(statement_.get(), column); }
     [[nodiscard]] int columnCount() const { return sqlite3_column_count(statement_.get()); }
@@ -89,6 +90,22 @@ private:
     std::unique_ptr<sqlite3, RawClose> database_;
     RawStatement begin_, commit_, ids_, contact_, company_, members_, update_, picture_, setPicture_;
     RawContact found_;
+};
+
+class SqliteAttachments final : public RawAttachments {
+public:
+    explicit SqliteAttachments(const std::string& file);
+
+    bool load(const std::string& id, RawAttachment& attachment) override;
+    void execute(const std::string& sql) { executeRaw(database_.get(), sql); }
+
+private:
+    std::string newId() override;
+    void insert(const std::string& id, const RawAttachment& attachment) override;
+    void update(const RawAttachment& attachment) override;
+
+    std::unique_ptr<sqlite3, RawClose> database_, counterDatabase_;
+    RawStatement load_, insert_, update_, raise_;
 };
 
 } // namespace corveth::bench

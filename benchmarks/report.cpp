@@ -58,6 +58,28 @@ nlohmann::ordered_json jsonOf(const Result& result, bool hasTrips) {
     return json;
 }
 
+constexpr double mostFiles = 3;
+
+std::string tableOf(const FileMemory& memory) {
+    std::string table;
+    const auto add = [&](const char* name, const FileMemory::Sides& sides) {
+        table += fmt::format("memory at the height of {}: {:.1f} files, raw {:.1f}, at most {:.0f}{}\n", name,
+                             sides.ours, sides.raw, mostFiles, sides.ours <= mostFiles ? "" : "  over");
+    };
+    add("storing a new file", memory.storeNew);
+    add("storing it again", memory.storeAgain);
+    add("reading it", memory.read);
+    return table;
+}
+
+nlohmann::ordered_json jsonOf(const FileMemory& memory) {
+    const auto sides = [](const FileMemory::Sides& both) {
+        return nlohmann::ordered_json{{"ours", both.ours}, {"raw", both.raw}, {"within", both.ours <= mostFiles}};
+    };
+    return {
+        {"store_new", sides(memory.storeNew)}, {"store_again", sides(memory.storeAgain)}, {"read", sides(memory.read)}};
+}
+
 } // namespace
 
 std::string asTable(const Report& report) {
@@ -67,7 +89,9 @@ std::string asTable(const Report& report) {
         text += fmt::format("memory per contact with its company: {} bytes, raw {} bytes\n", report.memory->ours,
                             report.memory->raw);
     }
+    if (report.sqliteFiles) text += tableOf(*report.sqliteFiles);
     if (!report.server.empty()) text += report.serverDescription + '\n' + tableOf(report.server, true);
+    if (report.serverFiles) text += tableOf(*report.serverFiles);
     return text;
 }
 
@@ -77,6 +101,8 @@ std::string asJson(const Report& report) {
     for (const Result& result : report.sqlite)
         json["operations"].push_back(jsonOf(result, false));
     if (report.memory) json["bytes_per_contact"] = {{"ours", report.memory->ours}, {"raw", report.memory->raw}};
+    if (report.sqliteFiles) json["files_of_memory"] = jsonOf(*report.sqliteFiles);
+    if (report.serverFiles) json["server_files_of_memory"] = jsonOf(*report.serverFiles);
     if (!report.server.empty()) {
         json["server"] = report.serverDescription;
         json["server_operations"] = nlohmann::json::array();

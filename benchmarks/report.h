@@ -9,6 +9,7 @@ namespace corveth::bench {
 struct Report {
     std::vector<Result> sqlite;
     std::optional<ContactMemory> memory;
+    std::optional<FileMemory> sqliteFiles, serverFiles;
     std::vector<Result> server;
     std::string serverDescription;
 };

@@ -115,6 +115,7 @@ ServerWorld::ServerWorld(const std::string& server, bool isOurs, const Size& siz
     rawServer_ = std::make_unique<RawServer>(raw_->rawConnectionString().c_str());
     rawNotes_ = std::make_unique<ServerNotes>(*rawServer_);
     rawContacts_ = std::make_unique<ServerContacts>(*rawServer_);
+    rawAttachments_ = std::make_unique<ServerAttachments>(*rawServer_);
 }
 
 ServerWorld::~ServerWorld() {
@@ -147,6 +148,13 @@ void ServerWorld::fill() {
                "'22 11 00 13', 'www.example.com', 'astrid', 'Storgata 12', 'Third floor', 'Norway', 'Oslo', 'Oslo', "
                "'0155', 'Storgata 12, Oslo', 'home@example.com', 'Havnegata 3', 'Gate B', 'Norway', 'Vestland', "
                "'Bergen', '5003', 'Havnegata 3, Bergen', 'office@example.com' from contactmaster");
+    constexpr std::size_t piece = 32;
+    server.run(fmt::format("insert into attachments select '{}', 'report.pdf', 'PDF document', {}, {}, 'BG00000001', "
+                           "'Bug', string_agg(sha256(i::text::bytea), '') from generate_series(1, {}) i",
+                           RawAttachments::fileId, RawAttachments::fileSize, RawAttachments::date,
+                           RawAttachments::fileSize / piece));
+    server.run("select corveth.make_counter('Attachments', 'AT')");
+    server.run("select setval('corveth.counter_attachments_at', 1)");
 }
 
 /// Swept at once: what a turn left would be in the way of the next one's look at the greatest key.
@@ -154,6 +162,12 @@ void ServerWorld::dropNewNotes(Who who) {
     RawServer& keeper = database(who).keeper();
     keeper.run(fmt::format("delete from notes where noteid > '{}'", noteId(size().notes - 1)));
     keeper.run("vacuum notes");
+}
+
+void ServerWorld::dropNewAttachments(Who who) {
+    RawServer& keeper = database(who).keeper();
+    keeper.run(fmt::format("delete from attachments where attachmentid > '{}'", RawAttachments::fileId));
+    keeper.run("vacuum attachments");
 }
 
 std::uint64_t ServerWorld::roundTrips(Who who) const {

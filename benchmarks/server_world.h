@@ -17,7 +17,9 @@ public:
 
     [[nodiscard]] RawNotes& rawNotes() noexcept override { return *rawNotes_; }
     [[nodiscard]] RawContacts& rawContacts() noexcept override { return *rawContacts_; }
+    [[nodiscard]] RawAttachments& rawAttachments() noexcept override { return *rawAttachments_; }
     void dropNewNotes(Who who) override;
+    void dropNewAttachments(Who who) override;
     [[nodiscard]] std::uint64_t roundTrips(Who who) const override;
     /// The server's version and what a commit waits for.
     [[nodiscard]] const std::string& description() const noexcept { return description_; }
@@ -51,6 +53,7 @@ private:
     std::unique_ptr<RawServer> rawServer_;
     std::unique_ptr<ServerNotes> rawNotes_;
     std::unique_ptr<ServerContacts> rawContacts_;
+    std::unique_ptr<ServerAttachments> rawAttachments_;
 };
 
 } // namespace corveth::bench

@@ -73,6 +73,10 @@ SqliteWorld::SqliteWorld(const std::filesystem::path& parentFolder, const Size& 
         executeRaw(database.get(), "Begin");
         fillNotes(database.get(), *this);
         fillContacts(database.get(), *this);
+        executeRaw(database.get(), fmt::format("Insert Into Attachments Values ('{}', 'report.pdf', 'PDF document', "
+                                               "{}, {}, 'BG00000001', 'Bug', randomblob({}))",
+                                               RawAttachments::fileId, RawAttachments::fileSize, RawAttachments::date,
+                                               RawAttachments::fileSize));
         executeRaw(database.get(), "Commit; PRAGMA wal_checkpoint(TRUNCATE)");
     }
     std::filesystem::copy_file(ourFile_, rawFile_);
@@ -80,6 +84,7 @@ SqliteWorld::SqliteWorld(const std::filesystem::path& parentFolder, const Size& 
     connect(connectionString(ourFile_));
     rawNotes_ = std::make_unique<SqliteNotes>(rawFile_);
     rawContacts_ = std::make_unique<SqliteContacts>(rawFile_);
+    rawAttachments_ = std::make_unique<SqliteAttachments>(rawFile_);
     for (const auto& file : {ourFile_, rawFile_})
         others_.push_back(openRaw(file, "NORMAL"));
 }
@@ -95,6 +100,15 @@ void SqliteWorld::dropNewNotes(Who who) {
         connection().execute(sql);
     } else {
         rawNotes_->execute(sql);
+    }
+}
+
+void SqliteWorld::dropNewAttachments(Who who) {
+    const std::string sql = fmt::format("Delete From Attachments Where AttachmentID > '{}'", RawAttachments::fileId);
+    if (who == Who::ours) {
+        connection().execute(sql);
+    } else {
+        rawAttachments_->execute(sql);
     }
 }
 

@@ -28,9 +28,11 @@ public:
 
     [[nodiscard]] RawNotes& rawNotes() noexcept override { return *rawNotes_; }
     [[nodiscard]] RawContacts& rawContacts() noexcept override { return *rawContacts_; }
+    [[nodiscard]] RawAttachments& rawAttachments() noexcept override { return *rawAttachments_; }
     /// Writes to both databases past the connections that are measured.
     void emptyPageCaches() override;
     void dropNewNotes(Who who) override;
+    void dropNewAttachments(Who who) override;
 
 private:
     [[nodiscard]] std::string summary(Who who) const override;
@@ -39,6 +41,7 @@ private:
     std::string ourFile_, rawFile_;
     std::unique_ptr<SqliteNotes> rawNotes_;
     std::unique_ptr<SqliteContacts> rawContacts_;
+    std::unique_ptr<SqliteAttachments> rawAttachments_;
     std::vector<std::unique_ptr<sqlite3, RawClose>> others_;
 };
 

@@ -32,6 +32,7 @@ public:
     [[nodiscard]] Connection& connection() const noexcept { return *connection_; }
     [[nodiscard]] virtual RawNotes& rawNotes() noexcept = 0;
     [[nodiscard]] virtual RawContacts& rawContacts() noexcept = 0;
+    [[nodiscard]] virtual RawAttachments& rawAttachments() noexcept = 0;
 
     [[nodiscard]] static std::string noteId(int number); ///< from 0
     [[nodiscard]] static std::string contactId(int number);
@@ -46,6 +47,8 @@ public:
     virtual void emptyPageCaches() {}
     /// Deletes the notes that were added since the beginning.
     virtual void dropNewNotes(Who who) = 0;
+    /// The same of files.
+    virtual void dropNewAttachments(Who who) = 0;
     /// How often the server was asked and waited for; 0 without a server.
     [[nodiscard]] virtual std::uint64_t roundTrips(Who /*who*/) const { return 0; }
 

@@ -4,6 +4,11 @@
 
 namespace corveth {
 
+const Bytes& Value::noBytes() noexcept {
+    static const Bytes none;
+    return none;
+}
+
 TextView typeName(const Value& value) noexcept {
     switch (value.type()) {
     case ValueType::empty:

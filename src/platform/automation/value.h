@@ -6,6 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -70,7 +72,7 @@ public:
     Value(Ref<Object> value) noexcept : data_(std::move(value)) {}
     template <std::derived_from<Object> T>
     Value(const Ref<T>& value) noexcept : data_(Ref<Object>(value)) {}
-    Value(Bytes value) noexcept : data_(std::move(value)) {}
+    Value(Bytes value) : data_(std::make_shared<const Bytes>(std::move(value))) {}
     Value(Record value) noexcept : data_(std::move(value)) {}
     Value(Missing) noexcept : data_(Missing{}) {}
 
@@ -79,19 +81,26 @@ public:
     [[nodiscard]] bool isNull() const noexcept { return is(ValueType::null); }
     [[nodiscard]] bool isMissing() const noexcept { return is(ValueType::missing); }
 
-    /// The held alternative; null when it is another.
+    /// The held alternative; null when it is another. Bytes are never changed: copies of the value share them.
     template <class T>
     [[nodiscard]] const T* getIf() const noexcept {
-        return std::get_if<T>(&data_);
+        if constexpr (std::is_same_v<T, Bytes>) {
+            const auto* shared = std::get_if<std::shared_ptr<const Bytes>>(&data_);
+            if (shared == nullptr) return nullptr;
+            return *shared ? shared->get() : &noBytes();
+        } else {
+            return std::get_if<T>(&data_);
+        }
     }
     template <class T>
-    [[nodiscard]] T* getIf() noexcept {
-        return std::get_if<T>(&data_);
-    }
+    requires(!std::is_same_v<T, Bytes>) [[nodiscard]] T* getIf() noexcept { return std::get_if<T>(&data_); }
 
 private:
+    /// What is left of bytes that were moved away.
+    static const Bytes& noBytes() noexcept;
+
     std::variant<std::monostate, Null, bool, std::uint8_t, std::int16_t, std::int32_t, float, double, Currency, Date,
-                 Text, Ref<Object>, Bytes, Record, Missing>
+                 Text, Ref<Object>, std::shared_ptr<const Bytes>, Record, Missing>
         data_;
 };
 

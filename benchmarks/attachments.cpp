@@ -1,6 +1,7 @@
 #include "operations.h"
 
 #include "attachments/attachment.h"
+#include "platform/scope_exit.h"
 
 #include <algorithm>
 #include <array>
@@ -128,9 +129,10 @@ Pair readFile(World& world) {
 }
 
 FileMemory memoryOfFile(World& world) {
-    // So that what is given back is given back to the system, and counts again.
-    constexpr int always = 64 * 1024;
+    // Files are taken from the system one by one here, and given back to it, so that it knows what is in use.
+    constexpr int always = 64 * 1024, usually = 32 * 1024 * 1024;
     ::mallopt(M_MMAP_THRESHOLD, always);
+    const auto back = finally([] { ::mallopt(M_MMAP_THRESHOLD, usually); });
     Files files;
     const auto next = [&] {
         files.take();

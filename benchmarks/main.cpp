@@ -87,10 +87,10 @@ bool isAmong(const std::vector<const Operation*>& chosen, Pair (*make)(World&)) 
 
 void measureSqlite(const Options& options, const std::vector<const Operation*>& chosen, Report& report) {
     SqliteWorld world(options.folder, options.size);
+    if (isAmong(chosen, &readFile)) report.sqliteFiles = memoryOfFile(world);
     report.sqlite = measure(chosen, world, options.rounds, options.clock());
     world.check();
     if (isAmong(chosen, &contactList)) report.memory = memoryOfContact(world);
-    if (isAmong(chosen, &readFile)) report.sqliteFiles = memoryOfFile(world);
 }
 
 void measureServer(const Options& options, const std::vector<const Operation*>& chosen, Report& report) {
@@ -107,10 +107,10 @@ void measureServer(const Options& options, const std::vector<const Operation*>& 
         server = fmt::format("host='{}' user=corveth dbname=postgres", folder);
     }
     ServerWorld world(server, options.server.empty(), options.size);
+    if (isAmong(chosen, &readFile)) report.serverFiles = memoryOfFile(world);
     report.server = measure(chosen, world, options.rounds, options.clock());
     report.serverDescription = world.description();
     world.check();
-    if (isAmong(chosen, &readFile)) report.serverFiles = memoryOfFile(world);
 }
 
 int run(const Options& options) {

@@ -114,6 +114,7 @@ TEST(FileContent, ReadsRegularFilesAlone) {
     const AsNobody nobody;
     for (const Row& row : rows)
         EXPECT_EQ(outcome([&] { return textOf(readFile(row.path)); }), row.expected) << row.name;
+    EXPECT_EQ(fileSize(huge), 2147483647) << "so that it can be told to be too large";
     EXPECT_EQ(fileSize(locked), 1) << "the size of what cannot be read";
 }
 

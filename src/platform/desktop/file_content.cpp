@@ -2,6 +2,7 @@
 
 #include "platform/automation/error.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -43,21 +44,20 @@ private:
     refuse(path, error);
 }
 
-std::int32_t sizeOf(const Text& path, const struct stat& status) {
+std::int64_t sizeOf(const Text& path, const struct stat& status) {
     if (S_ISDIR(status.st_mode)) refuse(path, EISDIR);
     if (!S_ISREG(status.st_mode)) refuse(path, "it is a device, a pipe or a socket");
-    if (status.st_size > std::numeric_limits<std::int32_t>::max()) {
-        raise(errors::overflow, inQuotes(path) + " holds " + std::to_string(status.st_size) + " bytes");
-    }
-    return static_cast<std::int32_t>(status.st_size);
+    return status.st_size;
 }
+
+constexpr std::int64_t greatestSize = std::numeric_limits<std::int32_t>::max();
 
 } // namespace
 
 std::int32_t fileSize(const Text& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0) refuseReading(path, errno);
-    return sizeOf(path, status);
+    return static_cast<std::int32_t>(std::min(sizeOf(path, status), greatestSize));
 }
 
 Bytes readFile(const Text& path) {
@@ -67,7 +67,9 @@ Bytes readFile(const Text& path) {
     if (file.number() < 0) refuseReading(path, errno);
     struct stat status {};
     if (fstat(file.number(), &status) != 0) refuseReading(path, errno);
-    Bytes bytes(static_cast<std::size_t>(sizeOf(path, status)));
+    const std::int64_t size = sizeOf(path, status);
+    if (size > greatestSize) raise(errors::overflow, inQuotes(path) + " holds " + std::to_string(size) + " bytes");
+    Bytes bytes(static_cast<std::size_t>(size));
     std::size_t done = 0;
     while (done < bytes.size()) {
         const auto length = read(file.number(), bytes.data() + done, bytes.size() - done);

@@ -6,7 +6,8 @@
 
 namespace corveth {
 
-/// Size in bytes of the regular file at `path`. Errors as `readFile`, but it need not be readable.
+/// Size in bytes of the regular file at `path`, the greatest number of 32 bits for a larger one. Errors as `readFile`,
+/// but it need not be readable.
 CORVETH_API std::int32_t fileSize(const Text& path);
 
 /// The whole regular file at `path`, as long as it was when reading began. 53 that names it when there is none, 75 when

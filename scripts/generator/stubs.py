@@ -132,7 +132,10 @@ class _Writer:
         if member.method or member.params:
             return _function(member.name, self._params(member), self._result(cls, member), text)
         if not member.writable:
-            return "@property\n" + _function(member.name, "self", self._result(cls, member), text)
+            result = self._result(cls, member)
+            if member.type.startswith("Object:") and "Nothing" in text and not result.endswith(" | None"):
+                result += " | None"  # as its description says
+            return "@property\n" + _function(member.name, "self", result, text)
         if not member.readable:
             text = f"{text} Can only be assigned.".lstrip()
         return f"{member.name}: {self._result(cls, member)}\n" + (_docstring(text) if text else "")

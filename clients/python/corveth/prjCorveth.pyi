@@ -102,7 +102,7 @@ class CRM(corveth.Object):
     def UseConnection(self, newConnection: corveth.ADODB.Connection | None | corveth.ByRef) -> None:
         """Makes `newConnection` (Nothing included) the thread's shared connection; the earlier one stays open."""
     @property
-    def Attachments(self) -> corveth.prjCorveth.Attachments:
+    def Attachments(self) -> corveth.prjCorveth.Attachments | None:
         """Always Nothing."""
 
 class FINANCIAL(corveth.Object):

@@ -5,7 +5,7 @@
 namespace corveth {
 
 /// The file service that is made unless a host has set another factory. 53 for a file that is not there, 75 for what is
-/// no readable file, 6 for one of 2 GiB or more.
+/// no readable file, 6 for the content of one of 2 GiB or more.
 class CORVETH_API StandardFileInfoService final : public FileInfoService {
 public:
     static const ClassInfo description;

@@ -6,8 +6,8 @@
 
 namespace corveth {
 
-/// What is known of a file: what its type is called, its name without the folder, its size in bytes. The other fields
-/// are empty.
+/// What is known of a file: what its type is called, its name without the folder, its size in bytes (the greatest
+/// number of 32 bits for a larger one). The other fields are empty.
 struct FileProperties {
     std::int32_t Reserved = 0;
     std::int32_t Size = 0;

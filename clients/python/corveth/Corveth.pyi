@@ -37,12 +37,12 @@ class DbService(corveth.Object):
 
 class FileInfoService(corveth.Object):
     """What the desktop knows of a file. 53 for one that is not there, 75 for what is no readable file (a folder, a
-    device), 6 for one of 2 GiB or more."""
+    device)."""
     def Properties(self, Path: str | corveth.ByRef) -> Any:
         """`TypeText` is what its type is called, in the user's language; `FileName` its name without the folder; `Size`
-        in bytes. The other fields are empty."""
+        in bytes, the greatest Long for a larger one. The other fields are empty."""
     def Content(self, Path: str | corveth.ByRef) -> Any:
-        """The whole file, as bytes."""
+        """The whole file, as bytes. 6 for one of 2 GiB or more."""
     def Program(self, Path: str | corveth.ByRef) -> str:
         """The command that opens the file when its path is put behind: the full path of the program and its arguments.
         Empty when there is none, or when its desktop entry cannot be written so."""

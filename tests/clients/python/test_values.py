@@ -4,6 +4,8 @@ import datetime
 import decimal
 import enum
 import math
+import os
+import tempfile
 import unittest
 
 import corveth
@@ -208,6 +210,27 @@ class RecordTest(unittest.TestCase):
         self.assertEqual(record, corveth.Record("TPINVOICEDETAILS", Qty=3, SlNo="1"))
         with self.assertRaisesRegex(AttributeError, "tpInvoiceDetails has no member 'Qyt'; the closest is 'Qty'"):
             record.Qyt
+
+
+class FileTest(ClientTest):
+    """Files come whole, with a record that no type library lists."""
+
+    def test_file_comes_whole(self):
+        service = corveth.Dispatch("Corveth.FileInfoService")
+        content = bytes(range(256)) * 20480
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "Årsrapport.bin")
+            with open(path, "wb") as file:
+                file.write(content)
+            self.assertEqual(bytes(service.Content(path)), content)
+            properties = service.Properties(path)
+            self.assertEqual((properties.Size, properties.FileName), (len(content), "Årsrapport.bin"))
+            self.assertTrue(properties.TypeText)
+            for wrong, number in ((path + ".not", 53), (folder, 75)):
+                for ask in (service.Properties, service.Content):
+                    with self.assertRaises(corveth.Error) as caught:
+                        ask(wrong)
+                    self.assertEqual(caught.exception.number, number)
 
 
 if __name__ == "__main__":

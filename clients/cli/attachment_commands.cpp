@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <fcntl.h>
 #include <filesystem>
 #include <unistd.h>
 
@@ -77,11 +78,21 @@ std::string rowsTable(const std::vector<Row>& rows) {
     return table.text();
 }
 
+/// True for a terminal's own file, as /dev/tty and what /dev/stdout leads to.
+bool isTerminalFile(const std::string& path) {
+    std::error_code error;
+    if (!fs::is_character_file(path, error)) return false;
+    const int file = ::open(path.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const bool isTerminal = file >= 0 && ::isatty(file) == 1;
+    if (file >= 0) ::close(file);
+    return isTerminal;
+}
+
 /// Where the attachment goes; empty for standard output.
 std::string targetOf(const Request& request, const Library& library, const std::string& title) {
     const bool isTerminal = ::isatty(STDOUT_FILENO) == 1;
-    if (request.output == "-" && isTerminal) {
-        throw WrongUse("standard output is a terminal, which a file's bytes are not for; name a file with -o");
+    if ((request.output == "-" && isTerminal) || isTerminalFile(request.output)) {
+        throw WrongUse("that is a terminal, which a file's bytes are not for; name a file with -o");
     }
     if (request.output == "-" || (request.output.empty() && !isTerminal)) return {};
     std::error_code error;

@@ -186,10 +186,11 @@ class Extracting(Attachments):
         self.assertNotIn(b"red\x07", shown)
         self.assertEqual((folder / "red.bin").read_bytes(), content)
 
-        status, shown = on_terminal("extract", self.database, key, "-o", "-", cwd=folder)
-        self.assertEqual(status, 2)
-        self.assertIn(b"is a terminal", shown)
-        self.assertNotIn(b"red\x07", shown)
+        for output in ("-", "/dev/stdout"):
+            status, shown = on_terminal("extract", self.database, key, "-o", output, cwd=folder)
+            self.assertEqual(status, 2, output)
+            self.assertIn(b"is a terminal", shown)
+            self.assertNotIn(b"red\x07", shown)
         self.assertEqual(self.extracted(key), content)
 
     def test_a_title_stays_in_the_folder(self):
@@ -271,8 +272,9 @@ class Opening(Attachments):
         self.runtime.mkdir(mode=0o700)
         self.programs = self.here / "bin"
         self.programs.mkdir()
-        self.env = {"XDG_RUNTIME_DIR": str(self.runtime), "TMPDIR": str(self.here), "DISPLAY": ":77",
-                    "PATH": f"{self.programs}:{os.environ['PATH']}", "XDG_DATA_HOME": str(self.here / "share"),
+        # Whatever programs the machine has, there are none.
+        self.env = {"XDG_DATA_DIRS": str(self.here / "nothing"), "XDG_RUNTIME_DIR": str(self.runtime),
+                    "TMPDIR": str(self.here), "DISPLAY": ":77", "PATH": f"{self.programs}:{os.environ['PATH']}", "XDG_DATA_HOME": str(self.here / "share"),
                     "XDG_CONFIG_HOME": str(self.here / "config")}
 
     def program(self, name, text):
@@ -361,6 +363,7 @@ class Opening(Attachments):
         self.assertTrue(shown.endswith(f"{key}: not changed\r\n".encode()), shown)
 
     def test_a_program_of_the_desktop(self):
+        self.env["XDG_DATA_DIRS"] = "/usr/local/share:/usr/share"
         program = self.program("editor", 'printf "%s|" "$@" > "$2.arguments"; printf more >> "$2"')
         share = self.here / "share"
         (share / "applications").mkdir(parents=True)
@@ -368,7 +371,7 @@ class Opening(Attachments):
             f"[Desktop Entry]\nType=Application\nName=Editor\nExec={program} --quick %f\nMimeType=text/plain;\n")
         (share / "applications" / "mimeapps.list").write_text(
             "[Default Applications]\ntext/plain=editor.desktop\n")
-        for name, content, added in [("my offer.txt", b"text", b"more"), ("-rf.txt", b"", b"more")]:
+        for name, content, added in [("my offer.txt", b"text", b"more"), ("-rf.txt", b"x", b"more")]:
             with self.subTest(name):
                 self.check_program(program, name, content, added)
 

@@ -246,6 +246,19 @@ void expectAssociations(const Text& folder) {
     }
 }
 
+/// A folder that has the types of this machine, but none of its programs.
+Text typesAlone(const TemporaryFolder& folder) {
+    const Text alone = folder.file("types");
+    fs::create_directory(alone);
+    for (const char* const system : {"/usr/local/share/mime", "/usr/share/mime"}) {
+        if (fs::exists(Text(system) + "/globs2")) {
+            fs::create_directory_symlink(system, alone + "/mime");
+            break;
+        }
+    }
+    return alone;
+}
+
 // GIO sees these folders only in a process that was started with them.
 TEST(Associations, AreTheSameByBothWays) {
     if (const char* const told = std::getenv("CORVETH_TEST_FOLDER")) return expectAssociations(told);
@@ -280,7 +293,7 @@ TEST(Associations, AreTheSameByBothWays) {
         writeFile(folder.file(row.file), "");
 
     const ScopedVariable home("XDG_DATA_HOME", own);
-    const ScopedVariable folders("XDG_DATA_DIRS", shared + ":/usr/local/share:/usr/share");
+    const ScopedVariable folders("XDG_DATA_DIRS", shared + ":" + typesAlone(folder));
     const ScopedVariable config("XDG_CONFIG_HOME", settings);
     const ScopedVariable configs("XDG_CONFIG_DIRS", folder.file("none"));
     const ScopedVariable desktop("XDG_CURRENT_DESKTOP", "Corveth");

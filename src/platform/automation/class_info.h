@@ -105,7 +105,7 @@ struct MemberRow {
     bool isAvailable = true; ///< false: hands out a class that is not in this build, raises 445
     Role role = Role::none;
     const char* roleArgument =
-        nullptr; ///< what a member that saves is given, as text; of the key, its table and column
+        nullptr; ///< what a member that saves is given, as text (`=NAME`: a property's value); of the key, its column
 
     [[nodiscard]] constexpr std::span<const ParamInfo> parameters() const noexcept {
         return {params.data(), paramCount};

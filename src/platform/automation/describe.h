@@ -442,7 +442,7 @@ constexpr MemberRow key(MemberRow row, const char* column = nullptr) {
 constexpr MemberRow loads(MemberRow row) {
     return withRole(Role::loads, row);
 }
-/// `argument`: what a generic client passes, as text, when the member takes one.
+/// `argument`: what a generic client passes when the member takes one: text, or `=NAME` for what that property holds.
 constexpr MemberRow saves(MemberRow row, const char* argument = nullptr) {
     return withRole(Role::saves, row, argument);
 }

@@ -274,8 +274,8 @@ class Opening(Attachments):
         self.programs.mkdir()
         # Whatever programs the machine has, there are none.
         self.env = {"XDG_DATA_DIRS": str(self.here / "nothing"), "XDG_RUNTIME_DIR": str(self.runtime),
-                    "TMPDIR": str(self.here), "DISPLAY": ":77", "PATH": f"{self.programs}:{os.environ['PATH']}", "XDG_DATA_HOME": str(self.here / "share"),
-                    "XDG_CONFIG_HOME": str(self.here / "config")}
+                    "TMPDIR": str(self.here), "DISPLAY": ":77", "PATH": f"{self.programs}:{os.environ['PATH']}",
+                    "XDG_DATA_HOME": str(self.here / "share"), "XDG_CONFIG_HOME": str(self.here / "config")}
 
     def program(self, name, text):
         path = self.programs / name

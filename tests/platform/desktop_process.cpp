@@ -120,7 +120,7 @@ TEST(Process, ProgramStartsClean) {
             echo "folder:$(pwd)"
             echo "variable:$CORVETH_TRIED"
             echo "id:$$"
-            cat /proc/$$/status
+            while read -r line; do echo "$line"; done < /proc/$$/status # the shell blocks signals while it waits
         } > "$4")sh");
     const Text lister = writeScript(folder.file("lister"), R"sh(exec ls /proc/self/fd > "$1")sh");
     const ScopedVariable variable("CORVETH_TRIED", "as is");
@@ -236,19 +236,6 @@ TEST(Process, HostDoesNotSeeIt) {
     }
 }
 
-// The first process of a container, for one.
-TEST(Process, HostThatTakesInOrphansKeepsNoZombie) {
-    const Text seen = inChildProcess([] {
-        if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) return Text("cannot be tried");
-        {
-            const RunningProcess brief = startProcess({"/bin/true"});
-            if (!waitUntil([&] { return !brief.isRunning(); })) return Text("not ended");
-        }
-        return Text(waitpid(-1, nullptr, WNOHANG | __WALL) == -1 && errno == ECHILD ? "none" : "a zombie");
-    });
-    EXPECT_EQ(seen, "none");
-}
-
 /// From here on the kernel says that it does not know `call`.
 bool forget(std::uint32_t call) {
     std::array<sock_filter, 4> filter{{
@@ -277,6 +264,46 @@ TEST(Process, OlderKernelsWillDo) {
         });
         EXPECT_EQ(seen, "ended") << calls.size();
     }
+}
+
+// The first process of a container gets every program back when the helper ends.
+TEST(Process, HostThatTakesOrphansKeepsNoZombie) {
+    for (const bool hasHandles : {true, false}) {
+        const Text seen = inChildProcess([&] {
+            if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0) return Text("cannot be tried");
+            if (!hasHandles && !forget(SYS_pidfd_open)) return Text("cannot be tried");
+            RunningProcess ended = startProcess({"/bin/sleep", "1000"});
+            RunningProcess brief = startProcess({"/bin/true"});
+            startProcess({"/bin/true"}); // nobody follows it
+            if (!ended.isRunning()) return Text("not seen running");
+            ended.terminate();
+            if (!waitUntil([&] { return !brief.isRunning() && !ended.isRunning(); })) return Text("not ended");
+            const bool isTaken = waitUntil([] {
+                outcome([] { return startProcess({}).isRunning() ? "" : "none"; });
+                return waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1;
+            });
+            return Text(isTaken ? "nobody is left" : "a zombie is left");
+        });
+        EXPECT_EQ(seen, "nobody is left") << hasHandles;
+    }
+}
+
+TEST(Process, NoneIsLeftRunningThatCouldNotBeEnded) {
+    const Text seen = inChildProcess([&] {
+        const rlimit few{64, 64};
+        if (prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) != 0 || setrlimit(RLIMIT_NOFILE, &few) != 0)
+            return Text("no try");
+        while (open("/dev/null", O_RDONLY | O_CLOEXEC) >= 0) {
+        }
+        const Text failure = outcome([&] {
+            startProcess({"/bin/sleep", "1000"});
+            return Text("started");
+        });
+        const bool isAlone = waitid(P_ALL, 0, nullptr, WEXITED | WNOHANG | WNOWAIT) == -1;
+        return failure + (isAlone ? "" : ", and runs");
+    });
+    EXPECT_EQ(seen, "error 5: Invalid procedure call or argument: the program \"/bin/sleep\" cannot be started "
+                    "(Too many open files)");
 }
 
 TEST(Process, ManyThreadsStartTheirOwn) {

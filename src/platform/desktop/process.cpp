@@ -9,10 +9,12 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <poll.h>
 #include <pthread.h>
 #include <sched.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -60,6 +62,52 @@ bool isFolder(int handle) noexcept {
     return fstat(handle, &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+/// True where programs that were started become this process's children after all: it is the first one of a container,
+/// as a rule, or has asked for the orphans of those below it.
+bool takesOrphans() noexcept {
+    int isAsked = 0;
+    return getpid() == 1 || (prctl(PR_GET_CHILD_SUBREAPER, &isAsked) == 0 && isAsked != 0);
+}
+
+/// Takes the end of such a child, which would stay a zombie; false as long as it runs.
+bool takeEnd(pid_t id, int handle) noexcept {
+    siginfo_t end{};
+    if (!isFolder(handle)) return waitid(P_PIDFD, handle, &end, WEXITED | WNOHANG) != 0 || end.si_pid != 0;
+    const char state = stateOf(handle);
+    if (state == 'Z') waitid(P_PID, static_cast<id_t>(id), &end, WEXITED | WNOHANG);
+    return state == 'Z' || state == 'X';
+}
+
+/// Children that go on without an object, until their ends are taken.
+class Orphans {
+public:
+    /// Takes over `handle`.
+    void add(pid_t id, int handle) noexcept {
+        try {
+            const std::scoped_lock lock(mutex_);
+            running_.emplace_back(id, handle);
+        } catch (...) { // no memory: it is left to the host
+            close(handle);
+        }
+    }
+    void takeEnds() noexcept {
+        const std::scoped_lock lock(mutex_);
+        std::erase_if(running_, [](const auto& child) {
+            const bool isOver = takeEnd(child.first, child.second);
+            if (isOver) close(child.second);
+            return isOver;
+        });
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::pair<pid_t, int>> running_;
+};
+Orphans& orphans() {
+    static auto& orphans = *new Orphans; // NOLINT(cppcoreguidelines-owning-memory): objects that outlive main use it
+    return orphans;
+}
+
 /// What the helper needs, and what it leaves behind.
 struct Launch {
     const char* program = nullptr;
@@ -82,6 +130,12 @@ int launch(void* argument) noexcept {
     sigaction(SIGCHLD, &plain, nullptr); // were it ignored, as it may be by the host, the number could go at once
     wanted.error = posix_spawn(&wanted.id, wanted.program, wanted.files, wanted.attributes, wanted.arguments, environ);
     if (wanted.error == 0) wanted.handle = openHandle(wanted.id);
+    if (wanted.handle < 0 && (errno == EMFILE || errno == ENFILE) && wanted.error == 0) {
+        // Nobody could end it any more.
+        wanted.error = errno;
+        kill(wanted.id, SIGKILL);
+        waitpid(wanted.id, nullptr, 0);
+    }
     wanted.isDone = true;
     return 0;
 }
@@ -185,14 +239,16 @@ RunningProcess& RunningProcess::operator=(RunningProcess&& other) noexcept {
 
 RunningProcess::~RunningProcess() {
     if (handle_ < 0) return;
-    // A host that takes in the orphans of its system, as the first process of a container does, has got this one.
-    siginfo_t end{};
-    waitid(static_cast<idtype_t>(P_PIDFD), static_cast<id_t>(handle_), &end, WEXITED | WNOHANG);
-    close(handle_);
+    if (takesOrphans() && !takeEnd(id_, handle_)) {
+        orphans().add(id_, handle_);
+    } else {
+        close(handle_);
+    }
 }
 
 bool RunningProcess::isRunning() const noexcept {
     if (handle_ < 0) return false;
+    if (takesOrphans() && takeEnd(id_, handle_)) return false;
     if (isFolder(handle_)) {
         const char state = stateOf(handle_);
         return state != 'X' && state != 'Z';
@@ -202,12 +258,21 @@ bool RunningProcess::isRunning() const noexcept {
 }
 
 void RunningProcess::terminate() noexcept {
+    if (handle_ < 0) return;
     // Takes a process's folder, too, from the first kernels that know it.
-    if (handle_ < 0 || syscall(SYS_pidfd_send_signal, handle_, SIGKILL, nullptr, 0) == 0 || errno == ESRCH) return;
-    if (isFolder(handle_) && isRunning()) kill(id_, SIGKILL);
+    if (syscall(SYS_pidfd_send_signal, handle_, SIGKILL, nullptr, 0) != 0) {
+        if (errno == ESRCH || !isFolder(handle_) || !isRunning()) return;
+        kill(id_, SIGKILL);
+    }
+    if (!takesOrphans()) return;
+    constexpr int patience = 100; // milliseconds; it may take longer where the system is busy with it
+    pollfd end{handle_, POLLIN, 0};
+    poll(&end, 1, isFolder(handle_) ? 0 : patience);
+    takeEnd(id_, handle_);
 }
 
 RunningProcess startProcess(const std::vector<Text>& words) {
+    orphans().takeEnds();
     if (words.empty() || words.front().empty()) raise(errors::invalidCall, "no program is named");
     const Text program = programPath(words.front());
     std::vector<char*> arguments;

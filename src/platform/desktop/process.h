@@ -8,8 +8,9 @@
 namespace corveth {
 
 /// A program that was started and goes on by itself, whatever becomes of this object. It is no child of this process:
-/// its end raises no signal here, leaves no zombie, and `wait` in a host never sees it. Usable from any thread, one at
-/// a time.
+/// its end raises no signal here, leaves no zombie, and `wait` in a host never sees it. (A host that is the first
+/// process of its container, or takes orphans, becomes its parent; there its end is taken by the next call that asks
+/// for it, at the latest by the next `startProcess`.) Usable from any thread, one at a time.
 class CORVETH_API RunningProcess {
 public:
     /// None.

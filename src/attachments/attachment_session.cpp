@@ -28,8 +28,9 @@ bool isProgram(TextView path) noexcept {
     return equalNoCase(ending(path), ".EXE");
 }
 
-bool isLibrary(TextView path) noexcept {
-    return equalNoCase(ending(path), ".DLL") || equalNoCase(ending(path), ".OCX");
+/// Found within one text, as are the endings that lie across both, such as that of "null.o".
+bool isLibrary(TextView path) {
+    return foldCase(".DLL.OCX").find(foldCase(ending(path))) != Text::npos;
 }
 
 /// The program for pages of the web. It is asked for by a page of our own in the current folder; one that is there
@@ -87,6 +88,8 @@ void Attachment::start(const Text& path, const Text& program) {
     RunningProcess started;
     if (isProgram(path)) {
         started = startProcess({path});
+    } else if (std::error_code none; std::filesystem::is_regular_file(program, none)) {
+        started = startProcess({program, path}); // a service may give the plain path, which can hold blanks
     } else if (!program.empty()) {
         started = startProcess(splitCommandLine(program + " " + quotedWord(path)));
     } else {

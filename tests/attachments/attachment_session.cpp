@@ -102,6 +102,16 @@ TEST_P(AttachmentSessionTest, TheProgramOfTheFileIsStartedOnACopyAndEnded) {
     EXPECT_THAT(logged(), IsEmpty());
 }
 
+TEST_P(AttachmentSessionTest, AProgramMayBeAPlainPathWithBlanks) {
+    const Text program = tellingProgram();
+    files.program = program.substr(1, program.size() - 2);
+    const auto attachment = titled("a.txt");
+    attachment->OpenAttachment();
+    EXPECT_EQ(said(), folder.file("a.txt") + "\n");
+    attachment->CloseAttachmentWindow();
+    EXPECT_THAT(logged(), IsEmpty());
+}
+
 TEST_P(AttachmentSessionTest, ACopyThatIsAProgramIsStartedItself) {
     for (const auto* title : {"run me.exe", "RUN.EXE", "run.eXe"}) {
         SCOPED_TRACE(title);
@@ -180,7 +190,8 @@ TEST_P(AttachmentSessionTest, LibrariesAreShownByTheProgramOfWebPages) {
     const struct {
         const char* title;
         bool asks;
-    } cases[] = {{"a.dll", true}, {"a.OcX", true}, {"a.so", false}, {"ocx", false}};
+    } cases[] = {{"a.dll", true},   {"a.OcX", true}, {"null.o", true},
+                 {"full.oc", true}, {"a.so", false}, {"ocx", false}};
     for (const auto& row : cases) {
         SCOPED_TRACE(row.title);
         files.calls.clear();

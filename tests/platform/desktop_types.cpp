@@ -114,7 +114,8 @@ TEST_F(FileTypes, AreReadFromTheUsersFolderFirst) {
     writeFile(shared + "/mime/text/x-own.xml", "<comment>of all</comment>");
     writeFile(own + "/mime/text/x-own.xml", "<comment xml:lang=\"de\">&lt;meins&gt; &amp;amp;</comment>");
     writeFile(own + "/mime/magic", "MIME-Magic\0\n[50:text/x-own]\n>2=\0\2AB\n1>8=\0\1C+4\n[40:text/x-word]\n"
-                                   ">0=\0\2\x12\x34&\0\xFF~2\n[99:text/x-cut]\n>0=\0\xFFshort"s);
+                                   ">0=\0\2\x12\x34&\0\xFF~2\n[60:text/x-far]\n>18446744073709551614=\0\2zz\n"
+                                   ">9=\0\2zz+18446744073709551615\n[99:text/x-cut]\n>0=\0\xFFshort"s);
     const ScopedVariable home("XDG_DATA_HOME", own);
     const ScopedVariable folders("XDG_DATA_DIRS", "relative:" + shared + ":" + folder_.file("none"));
     struct Row {
@@ -136,6 +137,8 @@ TEST_F(FileTypes, AreReadFromTheUsersFolderFirst) {
         {"masked, in the order of this machine", "a", std::endian::native == std::endian::little ? "\x34x" : "x\x34",
          "text/x-word"},
         {"beginning cut short", "a", "..A", "text/plain"},
+        {"a place beyond every file", "a", "zz", "text/plain"},
+        {"places up to the end of every file", "a", "..........zz", "text/x-far"},
     };
     for (const Row& row : rows)
         EXPECT_EQ(typeInDatabase(row.file, row.beginning, true), row.expected) << row.name;

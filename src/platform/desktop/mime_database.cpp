@@ -206,8 +206,10 @@ bool standsAt(const Test& test, TextView bytes) noexcept {
 }
 
 bool fits(const Test& test, TextView beginning) noexcept {
-    for (std::size_t at = test.place; at < test.place + test.places; ++at) {
-        if (at + test.value.size() > beginning.size()) return false;
+    if (test.value.size() > beginning.size()) return false;
+    const std::size_t last = beginning.size() - test.value.size();
+    // Both numbers are the file's own, and may be any.
+    for (std::size_t at = test.place, left = test.places; at <= last && left > 0; ++at, --left) {
         if (standsAt(test, beginning.substr(at))) return true;
     }
     return false;

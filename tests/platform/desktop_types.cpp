@@ -233,7 +233,7 @@ struct Association {
 const Association associations[] = {
     {"chosen.txt", "chosen"},    {"fallback.png", "second"}, {"desktop.gif", "ofdesktop"}, {"added.pdf", "added"},
     {"removed.jpg", "third"},    {"cached.svg", "cached"},   {"parent.c", "chosen"},       {"below.zip", "kde/below"},
-    {"shared.css", "sharedone"}, {"none.mp3", ""},           {"hidden.xml", ""},
+    {"shared.css", "sharedone"}, {"none.mp3", ""},           {"hidden.xml", ""},           {"alias.gz", "third"},
 };
 
 void expectAssociations(const Text& folder) {
@@ -290,7 +290,7 @@ TEST(Associations, AreTheSameByBothWays) {
     writeFile(settings + "/corveth-mimeapps.list", "[Default Applications]\nimage/gif=ofdesktop.desktop\n");
     writeFile(own + "/applications/mimeinfo.cache",
               "[MIME Cache]\nimage/jpeg=second.desktop;third.desktop;\nimage/svg+xml=cached.desktop;\n"
-              "application/pdf=second.desktop;\n");
+              "application/pdf=second.desktop;\napplication/x-gzip=third.desktop\n");
     writeFile(shared + "/applications/mimeinfo.cache", "[MIME Cache]\ntext/css=sharedone.desktop;\n");
     for (const Association& row : associations)
         writeFile(folder.file(row.file), "");

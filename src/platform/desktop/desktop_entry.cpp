@@ -240,8 +240,13 @@ Text commandOfEntry(const Text& path) {
 Text entryInFiles(const Text& type) {
     const Associations associations;
     for (const Text& kind : typeAndParents(type)) {
-        if (Text path = associations.chosen(kind); !path.empty()) return path;
-        if (Text path = associations.first(kind); !path.empty()) return path;
+        const std::vector<Text> names = typeAndAliases(kind);
+        for (const Text& name : names) {
+            if (Text path = associations.chosen(name); !path.empty()) return path;
+        }
+        for (const Text& name : names) {
+            if (Text path = associations.first(name); !path.empty()) return path;
+        }
     }
     return {};
 }

@@ -253,17 +253,24 @@ bool looksLikeText(TextView beginning) noexcept {
     });
 }
 
-/// The second word of the lines that begin with `word`, in a file of the database.
-std::vector<Text> secondWords(const char* file, const Text& word) {
-    std::vector<Text> found;
+/// The pairs of words in the lines of a file of the database.
+std::vector<std::pair<Text, Text>> pairsIn(const char* file) {
+    std::vector<std::pair<Text, Text>> pairs;
     for (const Text& folder : dataFolders()) {
         const Text content = contentOf(folder + "/mime/" + file);
         for (const TextView line : linesOf(content)) {
-            if (line.size() > word.size() + 1 && line.starts_with(word) && line[word.size()] == ' ')
-                found.emplace_back(line.substr(word.size() + 1));
+            const auto blank = line.find(' ');
+            if (blank != TextView::npos) pairs.emplace_back(line.substr(0, blank), line.substr(blank + 1));
         }
     }
-    return found;
+    return pairs;
+}
+
+/// Every text is a kind of plain text, whether the database says so or not.
+bool isKindOf(const Text& type, const Text& other) {
+    const std::vector<Text> kinds = typeAndParents(type);
+    return std::ranges::any_of(
+        kinds, [&](const Text& kind) { return kind == other || (other == plainText && kind.starts_with("text/")); });
 }
 
 /// With the few entities that a comment can hold resolved.
@@ -295,8 +302,7 @@ Text typeInDatabase(const Text& name, TextView beginning, bool isWhole) {
     if (sniffed.type.empty()) return named.front();
     if (sniffed.priority >= certain) return sniffed.type;
     for (const Text& candidate : named) {
-        const std::vector<Text> kinds = typeAndParents(candidate);
-        if (std::ranges::find(kinds, sniffed.type) != kinds.end()) return candidate;
+        if (isKindOf(candidate, sniffed.type)) return candidate;
     }
     return named.front();
 }
@@ -326,16 +332,24 @@ Text typeComment(const Text& type) {
 
 std::vector<Text> typeAndParents(const Text& type) {
     std::vector<Text> kinds{type};
-    for (const Text& other : secondWords("aliases", type))
-        kinds.front() = other;
+    for (const auto& [alias, meant] : pairsIn("aliases")) {
+        if (alias == type) kinds.front() = meant;
+    }
+    const auto parents = pairsIn("subclasses");
     for (std::size_t i = 0; i < kinds.size(); ++i) {
-        std::vector<Text> parents = secondWords("subclasses", kinds[i]);
-        if (kinds[i].starts_with("text/")) parents.emplace_back(plainText);
-        for (Text& parent : parents) {
-            if (std::ranges::find(kinds, parent) == kinds.end()) kinds.push_back(std::move(parent));
+        for (const auto& [child, parent] : parents) {
+            if (child == kinds[i] && std::ranges::find(kinds, parent) == kinds.end()) kinds.push_back(parent);
         }
     }
     return kinds;
+}
+
+std::vector<Text> typeAndAliases(const Text& type) {
+    std::vector<Text> names{type};
+    for (auto& [alias, meant] : pairsIn("aliases")) {
+        if (meant == type) names.push_back(std::move(alias));
+    }
+    return names;
 }
 
 } // namespace corveth

@@ -14,7 +14,9 @@ CORVETH_API Text typeInDatabase(const Text& name, TextView beginning, bool isWho
 /// What the database calls the type, in the user's language or in English; empty when it does not know it.
 CORVETH_API Text typeComment(const Text& type);
 
-/// The type itself and those that it is a kind of, the nearest first.
+/// The type (by its present name) and those that the database says it is a kind of, the nearest first.
 std::vector<Text> typeAndParents(const Text& type);
+/// The type and its names of old.
+std::vector<Text> typeAndAliases(const Text& type);
 
 } // namespace corveth

@@ -2,7 +2,6 @@
 
 #include "platform/desktop/clock.h"
 #include "session/columns.h"
-#include "session/failure.h"
 #include "session/item_type.h"
 #include "session/statements.h"
 
@@ -132,9 +131,6 @@ void Attachment::UpdateAttachment(Text mLinkId) {
         }
         takeId();
     });
-    const auto attempt = [&](const char* what, auto&& statement) {
-        passOver(className, what, AttachmentID, statement);
-    };
     attempt("writing LinkType", [&] { row->set("LinkType", itemTypeName(mLinkId)); });
     attempt("writing LinkID", [&] { row->set("LinkID", std::move(mLinkId)); });
     storeContent(*row);
@@ -146,7 +142,7 @@ void Attachment::UpdateAttachment(Text mLinkId) {
 }
 
 void Attachment::storeContent(Recordset& row) const {
-    storeRowLeniently<Table::content>(*this, row, AttachmentID);
+    storeRowLeniently<Table::content>(*this, row, nameInLog());
 }
 
 void Attachment::DeleteAttachment(bool bSelf) {

@@ -2,6 +2,7 @@
 
 #include "platform/automation/describe.h"
 #include "platform/desktop/process.h"
+#include "session/failure.h"
 
 namespace corveth {
 
@@ -59,6 +60,10 @@ public:
     static void openNew(Recordset& row);
     /// Makes `row` a recordset over the row of `AttachmentID`; at EOF without one.
     void openExisting(Recordset& row) const;
+    /// By which the log names it: the ID, or the title of one without.
+    [[nodiscard]] const Text& nameInLog() const noexcept {
+        return AttachmentID.empty() ? AttachmentTitle : AttachmentID;
+    }
     /// Puts the content and what describes it into the row being written. A column that does not take its value is
     /// passed over and logged.
     void storeContent(Recordset& row) const;
@@ -69,7 +74,9 @@ private:
     [[nodiscard]] Value parsedDate() const;
     /// Runs `body`; a failure goes to the log.
     template <class Body>
-    void attempt(const char* what, Body&& body) const noexcept;
+    void attempt(const char* what, Body&& body) const noexcept {
+        passOver(className, what, nameInLog(), std::forward<Body>(body));
+    }
     void writeCopy(const Text& path) const;
     void start(const Text& path, const Text& program);
 

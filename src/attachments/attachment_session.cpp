@@ -7,7 +7,6 @@
 #include "platform/desktop/open_with.h"
 #include "platform/desktop/window.h"
 #include "platform/scope_exit.h"
-#include "session/failure.h"
 #include "session/file_info_service.h"
 #include "session/module_state.h"
 
@@ -56,11 +55,6 @@ Text programFor(const Text& path) {
 }
 
 } // namespace
-
-template <class Body>
-void Attachment::attempt(const char* what, Body&& body) const noexcept {
-    passOver(className, what, AttachmentID, std::forward<Body>(body));
-}
 
 void Attachment::OpenAttachment() {
     if (isAlive_) return;

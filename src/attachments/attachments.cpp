@@ -104,7 +104,7 @@ void Attachments::UpdateAttachments() {
     const auto write = [&](Attachment& member) {
         const auto row = make<Recordset>();
         const auto attempt = [&](const char* what, auto&& statement) {
-            passOver(className, what, member.AttachmentID, statement);
+            passOver(className, what, member.nameInLog(), statement);
         };
         if (isTrapped) {
             openRow(member, *row);

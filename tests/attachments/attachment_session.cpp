@@ -297,8 +297,8 @@ TEST_P(AttachmentSessionTest, ClosingProcessesMessagesTwiceThenMinimisesAndDestr
     EXPECT_FALSE(isWindow(window));
     attachment->CloseAttachmentWindow();
     EXPECT_EQ(attachment->get_DocumentWindowHwnd(), window);
-    EXPECT_THAT(logged(), ElementsAre(StartsWith("Attachment|minimizing the window|"),
-                                      StartsWith("Attachment|destroying the window|")));
+    EXPECT_THAT(logged(), ElementsAre(StartsWith("Attachment|minimizing the window of a.txt|"),
+                                      StartsWith("Attachment|destroying the window of a.txt|")));
     setMessagePump([] { raise(errors::overflow); });
     attachment->let_DocumentWindowHwnd(0);
     attachment->CloseAttachmentWindow();

@@ -272,16 +272,16 @@ TEST_P(AttachmentsTest, WhatFailsAfterTheFirstRowIsLoggedAndTheOthersAreSaved) {
         {"a date",
          [](Attachment& it) { it.AttachmentDate = "soon"; },
          "AT00000002",
-         {"Attachment|writing AttachmentDate|Type mismatch: \"soon\""}},
+         {"Attachment|writing AttachmentDate of b|Type mismatch: \"soon\""}},
         {"the row",
          [&](Attachment& it) { it.AttachmentTitle = "bad"; },
          "AT00000002",
-         {"Attachments|saving|not that one"}},
+         {"Attachments|saving of bad|not that one"}},
         {"no ID to be had",
          [&](Attachment&) { service->refused = 2; },
          "",
-         {"Attachments|opening the row|Overflow: no more IDs", "Attachments|saving|",
-          "Attachments|reading AttachmentID|Invalid use of Null"}},
+         {"Attachments|opening the row of b|Overflow: no more IDs", "Attachments|saving of b|",
+          "Attachments|reading AttachmentID of b|Invalid use of Null"}},
     };
     refuse(refusal);
     for (const auto& row : cases) {

@@ -79,6 +79,7 @@ TEST(FileContent, ReadsRegularFilesAlone) {
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const Text socket = folder.file("socket");
     const int listening = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_GE(listening, 0);
     sockaddr_un address{AF_UNIX, {}};
     socket.copy(address.sun_path, sizeof address.sun_path - 1);
     ASSERT_EQ(bind(listening, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);

@@ -87,7 +87,11 @@ TEST(Process, ProgramThatCannotBeStartedIsNamedWithTheReason) {
         {"below a file", {below}, 5, below, "Not a directory"},
         {"without its interpreter", {lost}, 5, lost, "its interpreter is missing"},
         {"no program at all", {nothing}, 5, nothing, "Exec format error"},
-        {"too many words", {"/bin/true", Text(4 * 1024 * 1024, 'x')}, 5, "/bin/true", "Argument list too long"},
+        {"too many words",
+         {"/bin/true", Text(std::size_t{4} * 1024 * 1024, 'x')},
+         5,
+         "/bin/true",
+         "Argument list too long"},
     };
     for (const Row& row : rows) {
         const Text seen = outcome([&] {

@@ -26,7 +26,7 @@ struct Beginning {
 
 /// As much of a regular file as tells its type; of anything else nothing.
 Beginning beginningOf(const Text& path) {
-    constexpr std::size_t enough = 16 * 1024;
+    constexpr std::size_t enough = std::size_t{16} * 1024;
     struct stat status {};
     if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
     const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);

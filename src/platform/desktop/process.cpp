@@ -140,18 +140,20 @@ int launch(void* argument) noexcept {
     return 0;
 }
 
+struct alignas(64) Stack {
+    std::array<std::byte, std::size_t{128} * 1024> bytes;
+};
+
 /// `launch` in a helper. The helper raises no signal at its end, and a `wait` of the host does not see it.
 void runHelper(Launch& wanted) {
-    constexpr std::size_t stackSize = 128 * 1024;
-    const std::unique_ptr<std::byte[]> stack(new std::byte[stackSize]); // NOLINT(cppcoreguidelines-avoid-c-arrays)
-    auto top = reinterpret_cast<std::uintptr_t>(stack.get() + stackSize);
-    top -= top % 64;
+    const std::unique_ptr<Stack> stack(new Stack); // its bytes as they come
+    void* const top = stack.get() + 1;             // it grows downwards
 
     sigset_t all;
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before); // a handler must not run in the helper
-    const pid_t helper = clone(launch, reinterpret_cast<void*>(top), CLONE_VM | CLONE_VFORK | CLONE_FILES, &wanted);
+    const pid_t helper = clone(launch, top, CLONE_VM | CLONE_VFORK | CLONE_FILES, &wanted);
     const int error = errno;
     if (helper > 0) {
         while (waitpid(helper, nullptr, __WCLONE) < 0 && errno == EINTR) {

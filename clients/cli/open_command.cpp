@@ -104,7 +104,7 @@ Opened openCopy(Library& library, const Request& request) {
 
 std::string startedText(const Opened& opened) {
     const std::string path = onOneLine(opened.path);
-    if (opened.process == 0) return path + ": opened by the desktop";
+    if (opened.process == 0) return path + ": left to the desktop to open";
     if (opened.program.empty()) return fmt::format("{}: opened in process {}", path, opened.process);
     return fmt::format("{}: opened with {}, process {}", path, onOneLine(opened.program), opened.process);
 }

@@ -110,6 +110,10 @@ void cShellHook::Core::hook(WindowHandle window) {
     if (!hooks) raise(errors::invalidCall, "the thread is ending", className);
     const std::uint32_t message = registerWindowMessage(windowMessages::shellHookName);
     const WindowProcedure before = windowProcedure(window);
+    // Its messages come on that thread, which knows neither the hook nor the procedure that was kept.
+    if (windowThread(window) != currentThread()) {
+        raise(errors::invalidCall, "window " + std::to_string(window) + " belongs to another thread", className);
+    }
     registerShellWindow(window);
     setWindowProcedure(window, moduleProcedure());
     hooks->shellMessage = message;

@@ -33,7 +33,7 @@ public:
 
     [[nodiscard]] bool get_Active() const noexcept;
     /// Registers the window for notifications and replaces its procedure. False, and nothing happens, when a window is
-    /// hooked already; 5 and nothing happens for what is no window.
+    /// hooked already; 5 and nothing happens for what is no window or another thread's.
     bool SetShellHook(WindowHandle hwnd);
     /// Undoes it; what fails goes to the log. False in every case.
     bool RemoveShellHook();

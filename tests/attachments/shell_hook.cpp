@@ -184,6 +184,13 @@ TEST(ShellHook, IsSetOnceAndTakenAway) {
         EXPECT_THAT(outcome([&] { return hook->SetShellHook(-9); }), testing::HasSubstr("there is no window -9"));
         EXPECT_FALSE(hook->get_Active());
         EXPECT_FALSE(hook->RemoveShellHook());
+        std::thread([&] {
+            const auto theirs = make<cShellHook>();
+            EXPECT_THAT(outcome([&] { return theirs->SetShellHook(window); }), testing::HasSubstr("another thread"));
+            EXPECT_FALSE(theirs->get_Active());
+        }).join();
+        EXPECT_EQ(sendMessage({.window = window, .number = 7}), 47);
+        plain.clear();
 
         EXPECT_TRUE(hook->SetShellHook(window));
         EXPECT_FALSE(hook->SetShellHook(other));

@@ -133,7 +133,8 @@ std::optional<std::vector<Text>> wordsBeforeFile(const KeyFile& entry, const Tex
 
 /// The entry called `id`, in a folder or a folder below that the first parts of the name stand for.
 Text findEntry(const Text& id) {
-    if (id.find('/') != Text::npos) return {};
+    constexpr std::size_t longest = 4096; // of a path
+    if (id.find('/') != Text::npos || id.size() > longest) return {};
     for (const Text& folder : dataFolders()) {
         Text name = id;
         for (;;) {

@@ -150,8 +150,9 @@ private:
     }
     /// [depth]>place=size value[&mask][~word][+places]
     bool readTest(Test& test) {
+        constexpr unsigned deepest = 64; // each level takes some of the stack when it is looked at
         test.depth = readNumber<unsigned>(0);
-        if (!take('>')) return false;
+        if (test.depth > deepest || !take('>')) return false;
         test.place = readNumber<std::size_t>(0);
         if (!take('=') || rest_.size() < 2) return false;
         const std::size_t size =

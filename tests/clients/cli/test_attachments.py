@@ -347,7 +347,7 @@ class Opening(Attachments):
         key = self.attach("x y.unheardof", b"content")
         status, output, _ = self.open(key)
         copy = self.copy_of("x y.unheardof")
-        self.assertEqual((status, output), (0, f"{copy}: opened by the desktop\n"))
+        self.assertEqual((status, output), (0, f"{copy}: left to the desktop to open\n"))
         while not opened.exists():
             pass
         self.assertEqual(opened.read_text(), f"1:{copy}\n")

@@ -14,10 +14,10 @@ struct ShellHookEvents {
     using OfWindowAndThread = std::function<void(std::int32_t window, std::int32_t thread)>;
     using OfWindow = std::function<void(std::int32_t window)>;
 
-    OfWindowAndThread WindowCreated{}, WindowDestroyed{}, WindowActivated{};
-    std::function<void(std::int16_t language)> LocaleChanged{};
-    OfWindow TaskBarButtonRedraw{}, TaskManActivated{};
-    std::function<void()> ShellWindowActivated{}, AccesibilityStateChanged{};
+    OfWindowAndThread WindowCreated = nullptr, WindowDestroyed = nullptr, WindowActivated = nullptr;
+    std::function<void(std::int16_t language)> LocaleChanged = nullptr;
+    OfWindow TaskBarButtonRedraw = nullptr, TaskManActivated = nullptr;
+    std::function<void()> ShellWindowActivated = nullptr, AccesibilityStateChanged = nullptr;
 };
 
 /// Turns what the shell tells a window into events, for as long as the window is hooked. Of a thread's hooks the one

@@ -206,6 +206,7 @@ TEST_F(DesktopEntries, GiveTheCommandBeforeTheFile) {
         {"a folder of its own", "Exec=viewer %f\nPath=/opt", ""},
         {"not installed", "Exec=no-such-program %f", ""},
         {"not installed, full path", "Exec=/no/such/program %f", ""},
+        {"a folder is no program", "Exec=/usr %f", ""},
         {"what it tries is not installed", "TryExec=no-such-program\nExec=viewer %f", ""},
         {"taken away by the user", "Exec=viewer %f\nHidden=true", ""},
         {"no application", "Exec=viewer %f\nType=Link", ""},

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <unistd.h>
@@ -106,7 +107,9 @@ std::optional<Text> expanded(const Text& word, const KeyFile& entry, const Text&
 }
 
 bool isInstalled(const Text& program) {
-    return program.starts_with('/') ? access(program.c_str(), X_OK) == 0 : !findProgram(program).empty();
+    if (!program.starts_with('/')) return !findProgram(program).empty();
+    std::error_code none;
+    return std::filesystem::is_regular_file(program, none) && access(program.c_str(), X_OK) == 0;
 }
 
 /// The words before the file; none when that is not all.

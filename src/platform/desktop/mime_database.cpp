@@ -91,7 +91,9 @@ std::vector<Text> typesOfName(const Text& name) {
         if (found.empty()) found = fitting(globs, kind, foldCase(name), true);
         if (!found.empty()) break;
     }
-    std::ranges::stable_sort(found, std::ranges::greater{}, &Glob::weight);
+    std::ranges::sort(found, [](const Glob* left, const Glob* right) {
+        return left->weight != right->weight ? left->weight > right->weight : left < right; // as they were read
+    });
     std::vector<Text> types;
     for (const Glob* glob : found) {
         if (std::ranges::find(types, glob->type) == types.end()) types.push_back(glob->type);

@@ -156,7 +156,7 @@ void runHelper(Launch& wanted) {
     const pid_t helper = clone(launch, top, CLONE_VM | CLONE_VFORK | CLONE_FILES, &wanted);
     const int error = errno;
     if (helper > 0) {
-        while (waitpid(helper, nullptr, __WCLONE) < 0 && errno == EINTR) {
+        while (waitpid(helper, nullptr, static_cast<int>(__WCLONE)) < 0 && errno == EINTR) {
         }
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);

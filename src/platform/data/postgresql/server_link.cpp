@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <libpq-fe.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <system_error>
 #include <utility>
 
@@ -60,6 +61,16 @@ void keepEnd(void* last, const PGresult* notice) {
     if (isEnd) *static_cast<Text*>(last) = failureOf(notice).words;
 }
 
+/// A large value goes out piece by piece, and each time the library moves all that is left of it. On this machine
+/// pieces can be as large as the system lets them; across a network it finds their size by itself.
+void widenSocket(int socket) noexcept {
+    constexpr int wanted = 4 * 1024 * 1024;
+    sockaddr_storage address{};
+    socklen_t length = sizeof address;
+    const bool isKnown = ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) == 0;
+    if (isKnown && address.ss_family == AF_UNIX) ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &wanted, sizeof wanted);
+}
+
 } // namespace
 
 void Closer::operator()(pg_conn* connection) const noexcept {
@@ -103,6 +114,7 @@ ServerLink::ServerLink(const ConnectionSettings& settings, TextView database)
     if (PQsetnonblocking(connection_.get(), 1) != 0 || PQenterPipelineMode(connection_.get()) != 1) {
         fail(failureOf(connection_.get()).words);
     }
+    widenSocket(PQsocket(connection_.get()));
     configure(settings);
 }
 

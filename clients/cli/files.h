@@ -52,7 +52,7 @@ struct OutputRule {
         isReplaced,
     };
     Existing existing = Existing::isKept;
-    std::string_view beginning = "";
+    const char* beginning = "";
     const char* refusal = "is there already"; ///< what a failure says of the file that is kept
     bool isPrivate = false;                   ///< only its owner may read it; else who may read a new file
 };

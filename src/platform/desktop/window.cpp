@@ -99,7 +99,8 @@ std::int32_t callWindowProcedure(const WindowProcedure& procedure, const WindowM
     constexpr std::int32_t outOfStackSpace = 28;
     if (depth >= deepest) raise(outOfStackSpace, "Out of stack space: window procedures call each other");
     const Nesting nesting;
-    const WindowProcedure kept = procedure; // the call may replace the one that it was taken from
+    // The call may replace the one that it was taken from.
+    const WindowProcedure kept = procedure; // NOLINT(performance-unnecessary-copy-initialization)
     return (*kept)(message);
 }
 

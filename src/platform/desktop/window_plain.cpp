@@ -218,7 +218,7 @@ std::int32_t PlainWindows::send(const WindowMessage& message) {
         }
         deliverSent(*sender);
     }
-    if (sent->failure) throw Error(*sent->failure);
+    if (const auto& failure = sent->failure) throw Error(*failure);
     return sent->answer;
 }
 

@@ -25,7 +25,9 @@ public:
     }
     Text GenerateId(Text code, std::int32_t length, Text column, Text table, Ref<Connection>& given) override {
         calls.push_back(code + " " + std::to_string(length) + " " + column + " " + table);
-        if (refused > 0 && --refused == 0) raise(errors::overflow, "no more IDs");
+        const bool isRefused = refused == 1;
+        refused -= refused > 0 ? 1 : 0;
+        if (isRefused) raise(errors::overflow, "no more IDs");
         return standard_->GenerateId(std::move(code), length, std::move(column), std::move(table), given);
     }
     Value ValueOrDefault(Value value, Value defaultValue) override {

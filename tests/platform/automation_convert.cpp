@@ -379,4 +379,16 @@ TEST(Convert, NumbersReadBack) {
     }
 }
 
+TEST(SharedBytes, CopiesOfAValueShareThemAndWhatIsMovedFromHasNone) {
+    Value value = Bytes(3, std::byte{7});
+    const Value copy = value;
+    EXPECT_EQ(copy.getIf<Bytes>(), value.getIf<Bytes>());
+    const Value taken = std::move(value);
+    EXPECT_EQ(*taken.getIf<Bytes>(), Bytes(3, std::byte{7}));
+    EXPECT_TRUE(value.is(ValueType::bytes)); // NOLINT(bugprone-use-after-move): a cell that was emptied is still read
+    EXPECT_TRUE(value.getIf<Bytes>()->empty());
+    value = 1;
+    EXPECT_EQ(value.getIf<Bytes>(), nullptr);
+}
+
 } // namespace

@@ -21,6 +21,12 @@
 #include <unistd.h>
 #include <utility>
 
+#if defined(__SANITIZE_THREAD__)
+// The sanitizer takes `clone` for a fork, of which the memory would be the child's own; the same by its other name.
+extern "C" int __clone(int (*run)(void*), void* top, int flags, void* argument, ...); // NOLINT
+#define clone __clone                                                                 // NOLINT
+#endif
+
 namespace corveth {
 
 namespace {

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <limits>
@@ -113,9 +112,7 @@ Variant ArgumentReader::readFile(const std::string& path, const std::string& typ
     std::string content = fileContent(path);
     if (type == "String") return content;
     if (type != "Variant") mismatch(fmt::format("the file {} cannot stand for a {}", path, type));
-    std::vector<std::byte> bytes(content.size());
-    std::memcpy(bytes.data(), content.data(), content.size());
-    return bytes;
+    return client::ByteArray(content);
 }
 
 Variant ArgumentReader::readRecord(const Json& given, const std::string& type, const ClassDescription& owner) const {

@@ -24,10 +24,13 @@ namespace {
 
 /// The library only tells that a file could not be added; this tells why.
 void requireFile(const Library& library, const std::string& path) {
-    constexpr std::uint32_t overflow = 6;
+    constexpr std::uint32_t overflow = 6, invalidCall = 5;
     try {
         library.create("Corveth.FileInfoService").call("Properties", {path});
     } catch (const Failure& failure) {
+        if (failure.number == invalidCall) { // a name that is no text
+            throw Failure(failure.number, failure.source, onOneLine(path) + ": " + failure.description());
+        }
         if (failure.number != overflow) throw;
         throw Failure(overflow, failure.source, failure.description() + "; an attachment holds 5 MB at most");
     }
@@ -121,6 +124,7 @@ std::string attachFile(const Request& request) {
     const FailureLog log(request.database);
     const Session session(library, log.database());
     const std::string item = existingItem(session, request.key);
+    if (request.file.empty()) throw Failure(53, "corveth", "File not found: no file is named");
     const std::string path = fs::absolute(request.file).string();
     requireFile(library, path);
 
@@ -154,15 +158,15 @@ std::string extractAttachment(const Request& request) {
     const LateObject attachment = existingRecord(session, library.model("Attachment"), request.key);
     const auto title = std::get<std::string>(attachment.get("AttachmentTitle"));
     const std::string target = targetOf(request, library, title);
-    const std::string content = contentOf(attachment);
+    const client::ByteArray content = contentOf(attachment);
 
     OutputFile file(target,
                     {.existing = request.replaces ? OutputRule::Existing::isReplaced : OutputRule::Existing::isKept,
                      .refusal = "is kept; give another name with -o, or --replace"});
-    writeAll(file, content);
-    if (!target.empty()) return fmt::format("{} written to {}\n", bytesText(content.size()), onOneLine(target));
+    writeAll(file, content.text());
+    if (!target.empty()) return fmt::format("{} written to {}\n", bytesText(content.bytes().size()), onOneLine(target));
     if (::isatty(STDERR_FILENO) == 1) {
-        fmt::print(stderr, "{}: {}\n", onOneLine(title), bytesText(content.size()));
+        fmt::print(stderr, "{}: {}\n", onOneLine(title), bytesText(content.bytes().size()));
     }
     return {};
 }

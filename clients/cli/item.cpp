@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <functional>
+#include <optional>
 
 namespace corveth::cli {
 
@@ -40,6 +42,20 @@ std::vector<std::string> publicClasses(const Library& library) {
     return names;
 }
 
+/// Tells one content from another.
+struct Mark {
+    std::size_t size, hash;
+    friend bool operator==(const Mark&, const Mark&) = default;
+};
+
+/// Nothing when it holds no file.
+std::optional<Mark> markOf(const LateObject& attachment) {
+    const Variant data = attachment.get("Data");
+    const auto* bytes = std::get_if<client::ByteArray>(&data);
+    if (bytes == nullptr) return std::nullopt;
+    return Mark{bytes->text().size(), std::hash<std::string_view>{}(bytes->text())};
+}
+
 } // namespace
 
 std::string existingItem(const Session& session, const std::string& key) {
@@ -68,11 +84,9 @@ std::string existingItem(const Session& session, const std::string& key) {
     return id;
 }
 
-std::string contentOf(const LateObject& attachment) {
+client::ByteArray contentOf(const LateObject& attachment) {
     const Variant data = attachment.get("Data");
-    if (const auto* bytes = std::get_if<std::vector<std::byte>>(&data)) {
-        return {reinterpret_cast<const char*>(bytes->data()), bytes->size()};
-    }
+    if (const auto* bytes = std::get_if<client::ByteArray>(&data)) return *bytes;
     throw Failure(13, "corveth",
                   fmt::format("Type mismatch: the attachment {} holds no file",
                               std::get<std::string>(attachment.get("AttachmentID"))));
@@ -83,16 +97,14 @@ void requireStored(const Session& session, const LateObject& attachment, const s
     const auto& model = session.library().model("Attachment");
     const auto id = std::get<std::string>(attachment.get("AttachmentID"));
     if (!storedKey(session, model, id).empty()) {
+        const auto wanted = markOf(attachment);
+        attachment.let("Data", Variant{}); // the same file is not in memory twice
         const LateObject stored = existingRecord(session, model, id);
-        const Variant wanted = attachment.get("Data"), found = stored.get("Data");
-        const auto* wantedBytes = std::get_if<std::vector<std::byte>>(&wanted);
-        const auto* foundBytes = std::get_if<std::vector<std::byte>>(&found);
         const auto isSameText = [&](const char* member) {
             return plainText(stored.get(member)) == plainText(attachment.get(member));
         };
-        const bool isSame = wantedBytes != nullptr && foundBytes != nullptr && *wantedBytes == *foundBytes &&
-                            plainText(stored.get("LinkId")) == item && isSameText("AttachmentSize") &&
-                            isSameText("AttachmentTitle");
+        const bool isSame = wanted && wanted == markOf(stored) && plainText(stored.get("LinkId")) == item &&
+                            isSameText("AttachmentSize") && isSameText("AttachmentTitle");
         if (isSame) return;
     }
     const std::string words = log.words("Attachment");

@@ -11,10 +11,10 @@ namespace corveth::cli {
 std::string existingItem(const Session& session, const std::string& key);
 
 /// What an attachment that was loaded holds; 13 when that is no file.
-std::string contentOf(const client::LateObject& attachment);
+client::ByteArray contentOf(const client::LateObject& attachment);
 
 /// Fails, with what the log knows of it, unless the row of the attachment holds what the object holds: in saving the
-/// server passes over what does not work.
+/// server passes over what does not work. The object's `Data` are empty afterwards.
 void requireStored(const Session& session, const client::LateObject& attachment, const std::string& item,
                    const FailureLog& log);
 

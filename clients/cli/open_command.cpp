@@ -30,7 +30,7 @@ constexpr std::uint32_t accessError = 75;
 struct Opened {
     std::string id;
     std::string path;
-    std::string before; ///< what the copy held
+    client::ByteArray before; ///< what the copy held
     std::int32_t process = 0;
     std::string program; ///< what was started, as far as it is known
 };
@@ -68,9 +68,9 @@ private:
     int output_ = -1, errors_ = -1;
 };
 
-bool holds(const std::string& path, const std::string& content) {
+bool holds(const std::string& path, const client::ByteArray& content) {
     try {
-        return fileContent(path) == content;
+        return fileContent(path) == content.text();
     } catch (const Failure&) {
         return false;
     }
@@ -138,14 +138,14 @@ void waitForUser(const Opened& opened) {
     const auto begin = Clock::now();
     if (opened.process != 0) waitFor(opened.process);
     const bool isOver = opened.process != 0 && Clock::now() - begin >= handedOver;
-    if (isOver || !canAsk() || fileContent(opened.path) != opened.before) return;
+    if (isOver || !canAsk() || fileContent(opened.path) != opened.before.text()) return;
     fmt::print(stderr, "Nothing has been changed yet. Press Enter when you have saved your changes and closed it. ");
     std::string line;
     std::getline(std::cin, line);
 }
 
 std::string storeCopy(Library& library, const Request& request, const Opened& opened) {
-    std::string content = fileContent(opened.path);
+    const client::ByteArray content(fileContent(opened.path));
     if (content == opened.before) return fmt::format("{}: not changed\n", opened.id);
     const FailureLog log(request.database);
     const Session session(library, log.database());
@@ -155,14 +155,13 @@ std::string storeCopy(Library& library, const Request& request, const Opened& op
                       fmt::format("the attachment {} was changed by somebody else meanwhile", opened.id));
     }
     const auto item = std::get<std::string>(attachment.get("LinkId"));
-    const auto* first = reinterpret_cast<const std::byte*>(content.data());
     Transaction transaction(session);
-    attachment.let("Data", std::vector<std::byte>(first, first + content.size()));
-    attachment.let("AttachmentSize", std::to_string(content.size()));
+    attachment.let("Data", content);
+    attachment.let("AttachmentSize", std::to_string(content.bytes().size()));
     attachment.call("UpdateAttachment", {item});
     requireStored(session, attachment, item, log);
     transaction.commit();
-    return fmt::format("{}: {} stored\n", opened.id, bytesText(content.size()));
+    return fmt::format("{}: {} stored\n", opened.id, bytesText(content.bytes().size()));
 }
 
 } // namespace

@@ -90,7 +90,7 @@ std::string plainText(const Variant& value) {
                           [](DateNumber date) { return dateText(date); },
                           [](const std::string& text) { return text; },
                           [](const LateObject& object) { return "(" + classNameOf(object) + ")"; },
-                          [](const std::vector<std::byte>& bytes) { return fmt::format("({} bytes)", bytes.size()); },
+                          [](const client::ByteArray& bytes) { return fmt::format("({} bytes)", bytes.text().size()); },
                           [](const client::RecordValue& record) { return jsonValue(Variant(record)).dump(); },
                           [](auto number) { return fmt::format("{}", number); },
                       },
@@ -115,8 +115,8 @@ Json jsonValue(const Variant& value) {
                           [](const LateObject& object) {
                               return object ? Json{{"object", classNameOf(object)}} : Json();
                           },
-                          [](const std::vector<std::byte>& bytes) {
-                              return Json{{"bytes", bytes.size()}};
+                          [](const client::ByteArray& bytes) {
+                              return Json{{"bytes", bytes.text().size()}};
                           },
                           [](const client::RecordValue& record) {
                               Json fields = Json::object();

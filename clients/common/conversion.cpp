@@ -121,8 +121,8 @@ struct ToBinary {
         out.dispatch = value.dispatch();
         if (out.dispatch != nullptr) out.dispatch->AddRef();
     }
-    void operator()(const std::vector<std::byte>& value) const {
-        out.array = binary::toSafeArray(value);
+    void operator()(const ByteArray& value) const {
+        out.array = binary::toSafeArray(value.bytes());
         if (out.array == nullptr) throw std::bad_alloc();
         out.vt = vt::array | vt::ui1;
     }
@@ -162,13 +162,8 @@ Variant valueOf(binary::Variant& variant) {
     case vt::unknown:
         // What cannot be driven late-bound is of no use here.
         return LateObject(binary::query<binary::IDispatch>(variant.unknown, binary::ids::dispatch).detach());
-    case vt::array | vt::ui1: {
-        std::span<const std::byte> bytes;
-        if (!binary::bytesOf(variant.array, bytes)) {
-            throw Failure(typeMismatch, "corveth", "the server gave an array that is not one of bytes");
-        }
-        return std::vector<std::byte>(bytes.begin(), bytes.end());
-    }
+    case vt::array | vt::ui1:
+        return ByteArray::take(std::exchange(variant.array, nullptr));
     case vt::record:
         return getRecord(variant);
     case vt::error:
@@ -182,6 +177,29 @@ Variant valueOf(binary::Variant& variant) {
 }
 
 } // namespace
+
+ByteArray::ByteArray(std::span<const std::byte> bytes) : array_(binary::toSafeArray(bytes), binary::freeArray) {
+    if (array_ == nullptr) throw std::bad_alloc();
+}
+
+ByteArray ByteArray::take(binary::SafeArray* array) {
+    ByteArray result;
+    result.array_ = {array, binary::freeArray};
+    std::span<const std::byte> bytes;
+    if (binary::bytesOf(array, bytes)) return result;
+    throw Failure(typeMismatch, "corveth", "the server gave an array that is not one of bytes");
+}
+
+std::span<const std::byte> ByteArray::bytes() const noexcept {
+    std::span<const std::byte> bytes;
+    static_cast<void>(binary::bytesOf(array_.get(), bytes));
+    return bytes;
+}
+
+std::string_view ByteArray::text() const noexcept {
+    const auto all = bytes();
+    return {reinterpret_cast<const char*>(all.data()), all.size()};
+}
 
 std::uint32_t numberOf(binary::HResult result) noexcept {
     const auto whole = static_cast<std::uint32_t>(result);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -18,6 +19,7 @@
 namespace corveth::binary {
 struct IDispatch;
 struct IEnumVariant;
+struct SafeArray;
 } // namespace corveth::binary
 
 namespace corveth::client {
@@ -51,6 +53,23 @@ struct DateNumber {
     friend bool operator==(DateNumber, DateNumber) = default;
 };
 
+/// Bytes as the server hands them over, which are not copied for it: copies of the object share them.
+class ByteArray {
+public:
+    ByteArray() noexcept = default;
+    explicit ByteArray(std::span<const std::byte> bytes);
+    explicit ByteArray(std::string_view bytes) : ByteArray(std::as_bytes(std::span(bytes))) {}
+    /// Takes the array over; 13 when it is not one of bytes.
+    static ByteArray take(binary::SafeArray* array);
+
+    [[nodiscard]] std::span<const std::byte> bytes() const noexcept;
+    [[nodiscard]] std::string_view text() const noexcept;
+    friend bool operator==(const ByteArray& a, const ByteArray& b) noexcept { return a.text() == b.text(); }
+
+private:
+    std::shared_ptr<binary::SafeArray> array_;
+};
+
 class LateObject;
 struct RecordField;
 
@@ -69,9 +88,8 @@ struct RecordValue {
 };
 
 /// A value of automation. Empty is `monostate`, Nothing an empty `LateObject`.
-using Variant =
-    std::variant<std::monostate, NullTag, bool, std::uint8_t, std::int16_t, std::int32_t, float, double, Money,
-                 DateNumber, std::string, LateObject, std::vector<std::byte>, RecordValue, MissingTag>;
+using Variant = std::variant<std::monostate, NullTag, bool, std::uint8_t, std::int16_t, std::int32_t, float, double,
+                             Money, DateNumber, std::string, LateObject, ByteArray, RecordValue, MissingTag>;
 using Arguments = std::vector<Variant>;
 using NamedArguments = std::vector<std::pair<std::string, Variant>>;
 

@@ -128,8 +128,8 @@ TEST_F(CallTest, BytesCross) {
     std::vector<std::byte> bytes(300);
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = static_cast<std::byte>(i);
-    object.let("Anything", bytes);
-    EXPECT_EQ(std::get<std::vector<std::byte>>(object.get("Anything")), bytes);
+    object.let("Anything", client::ByteArray(bytes));
+    EXPECT_EQ(std::get<client::ByteArray>(object.get("Anything")), client::ByteArray(bytes));
 
     binary::SafeArray* array = binary::toSafeArray(bytes);
     array->cDims = 2;

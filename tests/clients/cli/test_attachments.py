@@ -120,7 +120,8 @@ class Keeping(Attachments):
             ("a folder", ".", "Is a directory"),
             ("a pipe", "pipe", "error 75"),
             ("a device", "/dev/zero", "error 75"),
-            ("no name", "", "error "),
+            ("no name", "", "File not found: no file is named"),
+            ("a name that is no text", b"\xff.txt", ".txt: a text is not well-formed UTF-8"),
         ]
         if os.geteuid() != 0:
             rows.append(("unreadable", "private", "error 75"))

@@ -78,7 +78,8 @@ bool takesOrphans() noexcept {
 /// Takes the end of such a child, which would stay a zombie; false as long as it runs.
 bool takeEnd(pid_t id, int handle) noexcept {
     siginfo_t end{};
-    if (!isFolder(handle)) return waitid(P_PIDFD, handle, &end, WEXITED | WNOHANG) != 0 || end.si_pid != 0;
+    if (!isFolder(handle))
+        return waitid(P_PIDFD, static_cast<id_t>(handle), &end, WEXITED | WNOHANG) != 0 || end.si_pid != 0;
     const char state = stateOf(handle);
     if (state == 'Z') waitid(P_PID, static_cast<id_t>(id), &end, WEXITED | WNOHANG);
     return state == 'Z' || state == 'X';

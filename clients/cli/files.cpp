@@ -92,12 +92,18 @@ void requireReadable(const std::string& path) {
 PrivateFile::PrivateFile() {
     std::error_code error;
     path_ = (fs::temp_directory_path(error) / "corveth-XXXXXX").string();
+    takeAwayWhenInterrupted(path_.data());
     const int file = error ? -1 : ::mkostemp(path_.data(), O_CLOEXEC);
-    if (file < 0) failAccess(path_, error ? error.value() : errno);
+    if (file < 0) {
+        const int cause = error ? error.value() : errno;
+        interruptible = nullptr;
+        failAccess(path_, cause);
+    }
     ::close(file);
 }
 
 PrivateFile::~PrivateFile() {
+    interruptible = nullptr;
     ::unlink(path_.c_str());
 }
 

@@ -12,7 +12,8 @@ std::string fileContent(const std::string& path);
 /// 53 or 75 that names a file that cannot be read.
 void requireReadable(const std::string& path);
 
-/// A file that others cannot read, empty at first, which goes with the object. 75 when it cannot be made.
+/// A file that others cannot read, empty at first, which goes with the object or when the program is interrupted. 75
+/// when it cannot be made. There is no `OutputFile` beside it.
 class PrivateFile {
 public:
     PrivateFile();

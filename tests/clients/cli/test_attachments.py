@@ -1,12 +1,16 @@
 """Files kept with an item: `attach`, `attachments`, `extract` and `open`."""
 
+import contextlib
 import json
 import os
 import pathlib
 import pty
 import resource
+import signal
+import sqlite3
 import stat
 import subprocess
+import time
 import unittest
 
 from test_cli import CORVETH, CommandLine, run
@@ -144,6 +148,22 @@ class Keeping(Attachments):
         source = f'Provider=SQLite;Data Source="{self.database}";Log="{log}"'
         self.assertIn("the log may tell why", run("attach", source, "CN00000001", file)[2])
         self.assertIn("no room!", log.read_text())
+
+    def test_an_interruption_leaves_nothing_behind(self):
+        file = str(self.file("a.txt", b"a"))
+        temporary = self.here / "temporary"
+        temporary.mkdir()
+        with contextlib.closing(sqlite3.connect(self.database, isolation_level=None)) as writer:
+            writer.execute("begin immediate")  # which the command waits for
+            with subprocess.Popen([CORVETH, "attach", self.database, "CN00000001", file],
+                                  env={**os.environ, "TMPDIR": str(temporary)}) as process:
+                while not list(temporary.iterdir()) and process.poll() is None:
+                    time.sleep(0.01)
+                process.send_signal(signal.SIGINT)
+            writer.execute("rollback")
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        self.assertEqual(list(temporary.iterdir()), [])
+        self.assertEqual(self.stored(), [])
 
     def test_the_list(self):
         first = self.attach("note.txt", b"Call back")

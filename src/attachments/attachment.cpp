@@ -67,7 +67,7 @@ struct Attachment::Table {
         column<&Attachment::Data>("Data", OnNull::passes),
         column<&Attachment::LinkId>("LinkID", OnNull::empties),
         column<&Attachment::LinkType>("LinkType", OnNull::empties),
-        column<&Attachment::AttachmentID>("AttachmentID"),
+        column<&Attachment::AttachmentID>("AttachmentID", OnNull::empties),
     };
     static constexpr Column<Attachment> content[] = {
         column<&Attachment::Data>("Data"),

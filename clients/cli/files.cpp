@@ -34,7 +34,8 @@ std::ifstream openedFile(const std::string& path) {
     std::error_code error;
     if (!fs::exists(path, error)) throw Failure(53, "corveth", "File not found: " + path);
     std::ifstream file(path, std::ios::binary);
-    if (!file || fs::is_directory(path, error)) failAccess(path);
+    if (!file) failAccess(path, errno);
+    if (fs::is_directory(path, error)) failAccess(path, EISDIR);
     return file;
 }
 

@@ -128,7 +128,7 @@ class Keeping(Attachments):
             ("a name that is no text", b"\xff.txt", ".txt: a text is not well-formed UTF-8"),
         ]
         if os.geteuid() != 0:
-            rows.append(("unreadable", "private", "error 75"))
+            rows.append(("unreadable", "private", "private: Permission denied"))
         for name, file, expected in rows:
             with self.subTest(name):
                 status, output, errors = run("attach", self.database, "CN00000001", file, cwd=self.here)

@@ -1,5 +1,6 @@
 #include "session/crm.h"
 
+#include "attachments/attachments.h"
 #include "contacts/contacts.h"
 #include "platform/desktop/message_pump.h"
 #include "session/failure.h"
@@ -11,7 +12,7 @@ struct CRM::Table {
     static constexpr MemberRow members[] = {
         get<&CRM::get_Contacts>("Contacts"),
         method<&CRM::UseConnection>("UseConnection", "newConnection"),
-        handsOut("Attachments", get<&CRM::get_Attachments>("Attachments")),
+        get<&CRM::get_Attachments>("Attachments"),
     };
 };
 
@@ -21,7 +22,6 @@ CRM::CRM() : contacts_(make<Contacts>()) {}
 
 CRM::~CRM() {
     contacts_ = nullptr;
-    attachments_ = nullptr;
     // An object that outlived its thread has no shared state left, and must not touch that of the thread it ends on.
     if (!home().isCurrent() || !hasModuleState()) return;
     Ref<Connection> connection;
@@ -41,6 +41,10 @@ CRM::~CRM() {
 
 Ref<Contacts> CRM::get_Contacts() const {
     return contacts_;
+}
+
+Ref<Attachments> CRM::get_Attachments() const { // NOLINT(readability-convert-member-functions-to-static): a member
+    return {};
 }
 
 void CRM::UseConnection(const Ref<Connection>& newConnection) {

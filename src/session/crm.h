@@ -4,6 +4,7 @@
 
 namespace corveth {
 
+class Attachments;
 class Connection;
 class Contacts;
 
@@ -20,14 +21,13 @@ public:
     [[nodiscard]] Ref<Contacts> get_Contacts() const;
     /// Makes `newConnection` (Nothing included) the thread's shared connection; the earlier one stays open.
     void UseConnection(const Ref<Connection>& newConnection);
-    /// Nothing.
-    [[nodiscard]] Ref<Object> get_Attachments() const { return attachments_; }
+    /// Nothing, always: an item's files are reached through the item.
+    [[nodiscard]] Ref<Attachments> get_Attachments() const;
 
 private:
     struct Table;
 
     Ref<Contacts> contacts_;
-    Ref<Object> attachments_;
 };
 
 } // namespace corveth

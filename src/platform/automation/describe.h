@@ -424,11 +424,6 @@ constexpr MemberRow enumeratorMember(MemberRow row) {
     row.isEnumerator = true;
     return row;
 }
-/// For a member typed as an object of a class that this build may not have.
-constexpr MemberRow handsOut(const char* className, MemberRow row) {
-    row.type = {TypeKind::object, className};
-    return row;
-}
 constexpr MemberRow withRole(Role role, MemberRow row, const char* argument = nullptr) {
     row.role = row.role | role;
     if (argument != nullptr) row.roleArgument = argument;

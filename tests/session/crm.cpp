@@ -1,5 +1,6 @@
 #include "session/crm.h"
 
+#include "attachments/attachments.h"
 #include "contacts/contacts.h"
 #include "platform/desktop/message_pump.h"
 #include "services/standard_db_service.h"

@@ -133,7 +133,11 @@ std::string attachFile(const Request& request) {
     list.let("LinkId", item);
     library.create("Corveth.Desktop").call("ChooseFile", {path});
     list.call("AddAttachment");
-    session.requireNoMessageBox(); // the file is too large
+    try {
+        session.requireNoMessageBox(); // the file is too large
+    } catch (const Failure& failure) {
+        throw Failure(failure.number, failure.source, onOneLine(path) + ": " + failure.description());
+    }
     const auto attachment = std::get<LateObject>(list.get("Item", {1}));
     attachment.call("UpdateAttachment", {item});
     requireStored(session, attachment, item, log);

@@ -241,7 +241,8 @@ private:
         addDatabase(sub);
         addText(sub, "ATTACHMENT", request_.key, "The attachment's key");
         sub->add_option("-o,--output", request_.output, "The file, or a folder; - is standard output")
-            ->type_name("FILE");
+            ->type_name("FILE")
+            ->check([](const std::string& name) { return std::string(name.empty() ? "no file is named" : ""); });
         sub->add_flag("--replace", request_.replaces, "Replaces a file that is there");
         sub->footer(extractHelp);
 

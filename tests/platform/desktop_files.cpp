@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <csignal>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -196,7 +195,6 @@ TEST(FileContent, NoPartOfAFileIsLeft) {
     const Text path = folder.file("copy");
     const Text seen = inChildProcess([&] {
         const rlimit limit{4096, 4096};
-        std::signal(SIGXFSZ, SIG_IGN);
         setrlimit(RLIMIT_FSIZE, &limit);
         return outcome([&] {
             writeNewFile(path, bytesOf(Text(10000, 'x')));

@@ -1,13 +1,13 @@
 #include "platform/data/log.h"
 
 #include "platform/automation/error.h"
+#include "platform/write_signals.h"
 
 #include <fmt/format.h>
 
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <ctime>
 #include <fcntl.h>
 #include <filesystem>
@@ -17,34 +17,6 @@
 namespace corveth::data {
 
 namespace {
-
-/// Keeps a write that fails from ending the process: a pipe that nobody reads and a file at its size limit send a
-/// signal to the thread that writes.
-class WriteSignals {
-public:
-    WriteSignals() noexcept {
-        sigset_t waiting;
-        sigpending(&waiting);
-        sigemptyset(&held_);
-        for (const int signal : {SIGPIPE, SIGXFSZ}) {
-            // One that waits already is not of this write.
-            if (sigismember(&waiting, signal) == 0) sigaddset(&held_, signal);
-        }
-        pthread_sigmask(SIG_BLOCK, &held_, &before_);
-    }
-    WriteSignals(const WriteSignals&) = delete;
-    WriteSignals& operator=(const WriteSignals&) = delete;
-    ~WriteSignals() {
-        constexpr timespec atOnce{};
-        while (sigtimedwait(&held_, nullptr, &atOnce) > 0) {
-        }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
-
-private:
-    sigset_t held_{};
-    sigset_t before_{};
-};
 
 class File {
 public:

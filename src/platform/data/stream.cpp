@@ -1,5 +1,7 @@
 #include "platform/data/stream.h"
 
+#include "platform/write_signals.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -52,6 +54,7 @@ public:
     }
 
     void writeAll(std::span<const std::byte> bytes) {
+        const WriteSignals held;
         while (!bytes.empty()) {
             const ssize_t written = ::write(file_, bytes.data(), bytes.size());
             if (written < 0) {

@@ -1,6 +1,7 @@
 #include "platform/data/trace.h"
 
 #include "platform/automation/error.h"
+#include "platform/write_signals.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -43,6 +44,7 @@ void LineFile::write(TextView line) const {
         }
     }
     bytes += '\n';
+    const WriteSignals held;
     // One call a line: lines of several processes do not mix.
     const char* rest = bytes.data();
     std::size_t left = bytes.size();

@@ -1,6 +1,7 @@
 #include "platform/desktop/file_content.h"
 
 #include "platform/automation/error.h"
+#include "platform/write_signals.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -87,6 +88,7 @@ void writeNewFile(const Text& path, std::span<const std::byte> bytes, FileUse us
     const mode_t mode = use == FileUse::program ? 0700 : 0600;
     Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
     if (file.number() < 0) refuse(path, errno);
+    const WriteSignals held;
     int error = 0;
     while (!bytes.empty() && error == 0) {
         const auto length = write(file.number(), bytes.data(), bytes.size());

@@ -1,5 +1,7 @@
 #include "platform/desktop/picture.h"
 
+#include "platform/write_signals.h"
+
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -77,6 +79,7 @@ Bytes readFile(TextView path) {
 void writeFile(TextView path, const Bytes& bytes) {
     File file(::open(checkedPath(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
     if (!file.isOpen()) refuseAccess(path, errno);
+    const WriteSignals held;
     std::size_t done = 0;
     while (done < bytes.size()) {
         const auto count = ::write(file.get(), bytes.data() + done, bytes.size() - done);

@@ -118,7 +118,7 @@ class Keeping(Attachments):
         os.mkfifo(self.here / "pipe")
         self.file("private", b"").chmod(0)
         rows = [
-            ("one byte too many", "large", "Attachment Limitation: File size cannot exceed 5 MB."),
+            ("one byte too many", "large", "large: Attachment Limitation: File size cannot exceed 5 MB."),
             ("gigabytes", "huge", "5 MB"),
             ("missing", "none", "error 53"),
             ("a folder", ".", "Is a directory"),

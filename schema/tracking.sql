@@ -1,4 +1,4 @@
--- Products with their deliverables, and the status that items went through.
+-- Products with their deliverables, their versions, what is to be done about an item and the status that it went through.
 
 create table Products (
     Id              char(10) not null primary key,
@@ -16,3 +16,25 @@ create table StatusHistory (
     LinkId          char(10)
 );
 create index on StatusHistory (LinkId);
+
+-- Releases of a product.
+create table Versions (
+    Id              char(10) not null primary key,
+    VersionName     text,
+    Description     text,
+    ReleaseDate     date
+);
+
+-- What is to be done about an item.
+create table Actions (
+    Id              char(10) not null primary key,
+    Description     text,
+    Priority        text,
+    FinishBy        date,
+    PercCompleted   byte,
+    FinishDate      date,
+    LinkId          char(10),
+    AssignedTo      char(10),
+    TaskId          char(10)
+);
+create index on Actions (LinkId);

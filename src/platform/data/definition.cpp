@@ -40,21 +40,31 @@ public:
 
     void readAll() {
         while (!token_.empty()) {
-            expect("create");
-            if (accept("table")) {
-                readTable();
-            } else if (accept("index")) {
-                readIndex();
-            } else if (accept("joined")) {
-                readJoinedView();
+            if (accept("insert")) {
+                readRow();
             } else {
-                fail("table, index or joined view expected");
+                expect("create");
+                readObject();
             }
             expect(";");
         }
     }
 
 private:
+    void readObject() {
+        if (accept("table")) {
+            readTable();
+        } else if (accept("index")) {
+            readIndex();
+        } else if (accept("joined")) {
+            readJoinedView();
+        } else if (accept("lookup")) {
+            readLookupView();
+        } else {
+            fail("table, index, joined view or lookup view expected");
+        }
+    }
+
     void readTable() {
         TableDefinition table{.name = word("the table's name"), .columns = {}, .key = {}};
         if (into_.findTable(table.name) != nullptr) fail(fmt::format("there is a table {} already", table.name));
@@ -141,6 +151,47 @@ private:
         into_.views.push_back(std::move(view));
     }
 
+    void readLookupView() {
+        expect("view");
+        LookupViewDefinition view{.name = word("the view's name"), .first = {}, .second = {}, .columns = {}, .key = {}};
+        expect("of");
+        const TableDefinition& first = knownTable();
+        expect("with");
+        const TableDefinition& second = knownTable();
+        view.columns = columnList(second);
+        expect("by");
+        view.key = word("the key's name");
+        if (second.key.size() != 1 || !equalNoCase(second.key.front(), view.key))
+            fail(fmt::format("{} is not the key of {}", view.key, second.name));
+        if (findNamed(first.columns, view.key) == first.columns.end())
+            fail(fmt::format("{} has no column {}", first.name, view.key));
+        view.first = first.name;
+        view.second = second.name;
+        into_.lookups.push_back(std::move(view));
+    }
+
+    void readRow() {
+        expect("into");
+        const TableDefinition& table = knownTable();
+        RowDefinition row{.table = table.name, .values = {}};
+        expect("values");
+        expect("(");
+        do {
+            const bool isValue =
+                token_.starts_with('\'') || is("null") || (!token_.empty() && std::ranges::all_of(token_, [](char c) {
+                    return std::isdigit(static_cast<unsigned char>(c)) != 0;
+                }));
+            if (!isValue) fail("a text, a whole number or null expected");
+            row.values.emplace_back(token_);
+            advance();
+        } while (accept(","));
+        expect(")");
+        if (row.values.size() != table.columns.size())
+            fail(fmt::format("{} has {} columns, and {} values are given", table.name, table.columns.size(),
+                             row.values.size()));
+        into_.rows.push_back(std::move(row));
+    }
+
     const TableDefinition& knownTable() {
         const Text name = word("a table's name");
         const TableDefinition* table = into_.findTable(name);
@@ -188,9 +239,14 @@ private:
         std::size_t length = 0;
         while (length < rest_.size() && isWordCharacter(rest_[length]))
             ++length;
-        if (length == 0 && !rest_.empty()) length = 1;
+        if (length == 0 && !rest_.empty()) length = rest_.front() == '\'' ? quotedLength() : 1;
         token_ = rest_.substr(0, length);
         rest_.remove_prefix(length);
+    }
+    /// Of a text, with its quotes; 1 when it does not end, which no caller takes.
+    [[nodiscard]] std::size_t quotedLength() const noexcept {
+        const std::size_t end = rest_.find('\'', 1);
+        return end == TextView::npos ? 1 : end + 1;
     }
     void skip(std::size_t count) {
         line_ += std::ranges::count(rest_.substr(0, count), '\n');
@@ -210,6 +266,11 @@ private:
 };
 
 } // namespace
+
+const ColumnDefinition* TableDefinition::findColumn(TextView columnName) const noexcept {
+    const auto found = findNamed(columns, columnName);
+    return found == columns.end() ? nullptr : &*found;
+}
 
 Text IndexDefinition::name() const {
     Text result = table;

@@ -231,6 +231,31 @@ private:
     const TableDefinition& second_;
 };
 
+bool isText(ColumnType type) noexcept {
+    return type == ColumnType::text || type == ColumnType::shortText;
+}
+
+/// The engine writes through no view of two tables, unless a trigger does.
+std::vector<Text> lookupStatements(const LookupViewDefinition& view, const TableDefinition& first,
+                                   const TableDefinition& second) {
+    std::vector<Text> spelt = namesOf(first), names, values;
+    const Text firstName = foldedName(first.name), secondName = foldedName(second.name);
+    for (const Text& name : spelt) {
+        names.push_back(foldedName(name));
+        values.push_back(firstName + "." + foldedName(name));
+    }
+    for (const Text& name : view.columns) {
+        spelt.push_back(name);
+        names.push_back(foldedName(name));
+        const Text value = secondName + "." + foldedName(name);
+        values.push_back(isText(second.findColumn(name)->type) ? fmt::format("coalesce({}, '')", value) : value);
+    }
+    return {fmt::format("create view {0} ({1}) as select {2} from {3} left join {4} on {4}.{5} = {3}.{5}",
+                        foldedName(view.name), joined(names), joined(values), firstName, secondName,
+                        foldedName(view.key)),
+            spellingStatement(view.name, spelt)};
+}
+
 } // namespace
 
 std::vector<Text> definitionStatements(const Definition& definition) {
@@ -257,6 +282,10 @@ std::vector<Text> definitionStatements(const Definition& definition) {
         // The reader has made sure that both tables exist.
         add(ViewWriter(view, *definition.findTable(view.first), *definition.findTable(view.second)).statements());
     }
+    for (const LookupViewDefinition& view : definition.lookups)
+        add(lookupStatements(view, *definition.findTable(view.first), *definition.findTable(view.second)));
+    for (const RowDefinition& row : definition.rows)
+        statements.push_back(fmt::format("insert into {} values ({})", foldedName(row.table), joined(row.values)));
     return statements;
 }
 

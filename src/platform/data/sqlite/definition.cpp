@@ -141,6 +141,27 @@ private:
     std::vector<Text> second_;
 };
 
+bool isText(ColumnType type) noexcept {
+    return type == ColumnType::text || type == ColumnType::shortText;
+}
+
+/// Without triggers nothing can be written to it.
+Text lookupStatement(const LookupViewDefinition& view, const TableDefinition& first, const TableDefinition& second) {
+    std::vector<Text> names, values;
+    for (const ColumnDefinition& column : first.columns) {
+        names.push_back(column.name);
+        values.push_back(first.name + "." + column.name);
+    }
+    for (const Text& name : view.columns) {
+        names.push_back(name);
+        const Text value = second.name + "." + name;
+        const ColumnDefinition* column = second.findColumn(name);
+        values.push_back(isText(column->type) ? fmt::format("coalesce({}, '')", value) : value);
+    }
+    return fmt::format("create view {0} ({1}) as select {2} from {3} left join {4} on {4}.{5} = {3}.{5}", view.name,
+                       fmt::join(names, ", "), fmt::join(values, ", "), first.name, second.name, view.key);
+}
+
 } // namespace
 
 std::vector<Text> definitionStatements(const Definition& definition) {
@@ -163,6 +184,12 @@ std::vector<Text> definitionStatements(const Definition& definition) {
         for (Text& statement : writer.statements())
             statements.push_back(std::move(statement));
     }
+    for (const LookupViewDefinition& view : definition.lookups) {
+        statements.push_back(
+            lookupStatement(view, *definition.findTable(view.first), *definition.findTable(view.second)));
+    }
+    for (const RowDefinition& row : definition.rows)
+        statements.push_back(fmt::format("insert into {} values ({})", row.table, fmt::join(row.values, ", ")));
     return statements;
 }
 

@@ -1,0 +1,118 @@
+#include "scheduling/roll_up.h"
+
+#include "platform/automation/convert.h"
+#include "scheduling/calendar_functions.h"
+#include "session/statements.h"
+
+#include <unordered_map>
+
+namespace corveth {
+
+namespace {
+
+/// Whether it is finished is left as it was: a project's own flag is one of those that the average is made of.
+Sql clearing(const Text& id) {
+    return Sql{"Update Projects Set PlnDuration=0, EarliestStartdate=NULL, PlnStartdate=NULL, PlnFinishdate=NULL, "
+               " PlnWork=0,  Users=0, ActDuration=0, RemainingWork=0, ActWorkDuration=0, PercCompleted=0, "
+               "ExptOverrun=0, ActStartDate=NULL, ActFinishdate=NULL  Where Id='",
+               id, "'"};
+}
+
+Sql summing(const Text& parentId) {
+    return Sql{"SELECT Projects.ParentId, Max(Projects.PlnDuration) AS PlnDuration, "
+               " Min(Projects.EarliestStartdate) AS EarliestStartdate,"
+               " Min(Projects.PlnStartdate) AS PlnStartdate, "
+               " Max(Projects.PlnFinishdate) AS PlnFinishdate, "
+               " Sum(Projects.PlnWork) AS PlnWork, Sum(Projects.Users) AS Users, "
+               " Max(Projects.ActDuration) AS ActDuration, AVG(Projects.PercCompleted) AS percCompleted,"
+               " Sum(Projects.RemainingWork) AS RemainingWork, Sum(Projects.ActWorkDuration) "
+               " AS ActWorkDuration, Sum(Projects.ExptOverrun)"
+               " AS ExptOverrun, Min(Projects.ActStartDate) AS ActStartDate, Max(Projects.ActFinishdate) "
+               " AS ActFinishdate, AVG(Projects.Finished) As Finished From Projects GROUP BY Projects.ParentId HAVING "
+               " (Projects.ParentId='",
+               parentId, "')"};
+}
+
+/// Within quotes, or for a flag: nothing where there is no number, which the engine then refuses.
+Sql number(const Value& value) {
+    return value.isNull() ? Sql() : Sql{toDouble(value)};
+}
+
+Sql day(const Value& value) {
+    return value.isNull() ? Sql{"Null"} : Sql{toDouble(value)};
+}
+
+/// Of the work that was planned, not the average of the rows' percentages. Exactly 100 stays.
+float percentageOf(const Recordset& sums) {
+    const Value& planned = sums.value("PlnWork");
+    if (planned.isNull() || toDouble(planned) <= 0) return 0;
+    const double done = toDouble(sums.value("ActWorkDuration")) - toDouble(sums.value("ExptOverrun"));
+    const float percentage = toSingle(done / toDouble(planned) * 100);
+    return percentage > 100 ? 99 : percentage;
+}
+
+/// The working time of the whole span in the project's calendar, whatever the rows below take each.
+std::int16_t hoursOf(const Recordset& sums, const Text& rootId) {
+    const Date start = toDate(sums.value("PlnStartdate"));
+    const Date finish = toDate(sums.value("PlnFinishdate"));
+    return WorkingHoursBetween(start, finish, rootId, true);
+}
+
+Sql rewriting(const Text& id, const Recordset& sums, std::int16_t hours, float percentage) {
+    // clang-format off
+    return Sql{"Update Projects Set PlnDuration=", hours, ", "
+               " PlnWork='", number(sums.value("PlnWork")), "', "
+               "EarliestStartdate=", day(sums.value("EarliestStartdate")), ", "
+               "PlnStartdate=", day(sums.value("PlnStartdate")), ","
+               "PlnFinishdate=", day(sums.value("PlnFinishdate")), ", "
+               " Users='", number(sums.value("Users")), "', "
+               "ActDuration='", number(sums.value("ActDuration")), "', "
+               "RemainingWork='", number(sums.value("RemainingWork")), "', "
+               "ActWorkDuration='", number(sums.value("ActWorkDuration")), "', "
+               "PercCompleted='", percentage, "', "
+               "ExptOverrun='", number(sums.value("ExptOverrun")), "', "
+               "ActStartDate=", day(sums.value("ActStartDate")), ", "
+               "ActFinishdate=", day(sums.value("ActFinishdate")), ", "
+               "Finished=", number(sums.value("Finished")), " Where Id='", id, "'"};
+    // clang-format on
+}
+
+/// From the rows right below `id` into it. Without any it stays cleared.
+void sumInto(const Text& id, const Text& rootId) {
+    execute(clearing(id));
+    const auto sums = openRecordset(summing(id), CursorType::staticCopy);
+    if (sums->isEmpty()) return;
+    const float percentage = percentageOf(*sums);
+    const std::int16_t hours = hoursOf(*sums, rootId);
+    execute(rewriting(id, *sums, hours, percentage));
+}
+
+/// A walk that goes in a circle would never end; no sound tree has a row that it meets three times.
+class Visits {
+public:
+    void add(const Text& id) {
+        if (++counts_[foldCase(id)] < 3) return;
+        raise(errors::invalidCall, "The row " + id + " of Projects is met again and again on the way to its project.");
+    }
+
+private:
+    std::unordered_map<Text, int> counts_;
+};
+
+} // namespace
+
+void rollUp(Text parentId, const Text& rootId) {
+    Visits visits;
+    for (int count = 0; count <= 1 || !equalNoCase(parentId, rootId);) {
+        visits.add(parentId);
+        sumInto(parentId, rootId);
+        const auto rows =
+            openRecordset(Sql{"Select ID, ParentId From Projects Where Id='", parentId, "'"}, CursorType::staticCopy);
+        if (rows->isEmpty()) return;
+        const auto& above = rows->value("ParentId");
+        parentId = above.isNull() ? Text() : toText(above);
+        if (equalNoCase(toText(rows->value("ID")), parentId)) ++count;
+    }
+}
+
+} // namespace corveth

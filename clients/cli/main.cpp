@@ -55,7 +55,7 @@ constexpr const char* loadHelp =
 constexpr const char* dumpHelp =
     "A line says what it is, then each row is a JSON object on a line of its own, and the last line counts them:\n"
     "\n"
-    "  {\"corveth\": \"dump\", \"format\": 1, \"schema\": 1}\n"
+    "  {\"corveth\": \"dump\", \"format\": 1, \"schema\": 2}\n"
     "  {\"table\": \"Notes\", \"row\": {\"NoteId\": \"NT00000001\", \"Creation\": \"2024-02-29 10:00:00\"}}\n"
     "  {\"rows\": 1}\n"
     "\n"

@@ -15,14 +15,17 @@ struct ItemTable {
     const char* key;
 };
 inline constexpr std::array itemTables = std::to_array<ItemTable>({
+    {"AC", "Actions", "Id"},
     {"AT", "Attachments", "AttachmentID"},
     {"CM", "ContactMaster", "ContactId"},
     {"CN", "ContactMaster", "ContactId"},
     {"NT", "Notes", "NoteId"},
+    {"PC", "ProjectTypeMaster", "ItemID"},
     {"PD", "Products", "Id"},
     {"PT", "Projects", "Id"},
     {"RM", "Reminders", "ReminderId"},
     {"TK", "Projects", "Id"},
+    {"VR", "Versions", "Id"},
 });
 
 /// A column that holds the ID of an item of any type. Empty is no link, and items of types that have no table here are
@@ -33,6 +36,9 @@ struct ItemLink {
     const char* column;
 };
 inline constexpr std::array itemLinks = std::to_array<ItemLink>({
+    {"Actions", "Id", "LinkId"},
+    {"Actions", "Id", "AssignedTo"},
+    {"Actions", "Id", "TaskId"},
     {"Attachments", "AttachmentID", "LinkID"},
     {"Favourites", "FavouriteID", "LinkId"},
     {"ItemMap", "LinkId & ' ' & ItemId", "LinkId"},
@@ -40,6 +46,7 @@ inline constexpr std::array itemLinks = std::to_array<ItemLink>({
     {"Notes", "NoteId", "LinkId"},
     {"Participants", "ContactId & ' ' & LinkId", "LinkId"},
     {"Products", "Id", "LinkId"},
+    {"Projects", "Id", "SourceId"},
     {"Reminders", "ReminderId", "LinkId"},
     {"StatusHistory", "Id", "LinkId"},
 });
@@ -57,6 +64,13 @@ inline constexpr std::array references = std::to_array<Reference>({
     {"link", "ContactMaster", "ContactId", "CompanyId", "ContactMaster", "ContactId"},
     {"orphan", "ContactDetails", "ContactId", "ContactId", "ContactMaster", "ContactId"},
     {"orphan", "Participants", "ContactId & ' ' & LinkId", "ContactId", "ContactMaster", "ContactId"},
+    {"link", "Holidays", "excDate & ' ' & ProjectId", "ProjectId", "Projects", "Id"},
+    {"link", "Projects", "Id", "ParentID", "Projects", "Id"},
+    {"link", "Projects", "Id", "ProjectId", "Projects", "Id"},
+    {"link", "Projects", "Id", "VersionId", "Versions", "Id"},
+    {"link", "Projects", "Id", "prjCategoryId", "ProjectTypeMaster", "ItemID"},
+    {"link", "ProjectTypeMaster", "ItemID", "ParentID", "ProjectTypeMaster", "ItemID"},
+    {"link", "WorkingHours", "Id", "ProjectId", "Projects", "Id"},
 });
 
 /// Columns that no two rows may hold alike, though nothing in the table keeps them from it.

@@ -164,7 +164,9 @@ void readHeader(const Json& line) {
         refuse(fmt::format("the dump is of format {}, and this build reads format {}", format, formatVersion));
     requireOnly(line, {"corveth", "format", "schema"});
     const auto schema = wholeNumber(line, "schema");
-    if (schema == schemaVersion) return;
+    // An older version's tables have nothing that these have not.
+    constexpr std::int64_t firstVersion = 1;
+    if (schema >= firstVersion && schema <= schemaVersion) return;
     throw Error(errors::application, transferSource,
                 fmt::format("the dump is of tables of version {}, {} than this build's {}", schema,
                             schema > schemaVersion ? "newer" : "older", schemaVersion));

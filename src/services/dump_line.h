@@ -10,7 +10,7 @@ namespace corveth {
 
 // The lines of a dump, a JSON object each: first what it is, then the rows, then their number.
 //
-//   {"corveth": "dump", "format": 1, "schema": 1}
+//   {"corveth": "dump", "format": 1, "schema": 2}
 //   {"table": "Notes", "row": {"NoteId": "NT00000001", "Creation": "2024-02-29 10:00:00"}}
 //   {"rows": 1}
 //

@@ -104,6 +104,7 @@ void RowLoad::finish() {
 }
 
 void RowLoad::flush() {
+    if (pending_.table != nullptr) replaceFirstRows();
     const std::size_t rows = pending_.lines.size();
     for (std::size_t first = 0; first < rows;) {
         const std::size_t together = std::bit_floor(rows - first);
@@ -111,6 +112,30 @@ void RowLoad::flush() {
         first += together;
     }
     pending_ = {};
+}
+
+/// A row that every new database comes with gives way to the one of its key that the dump has, unless it was changed.
+void RowLoad::replaceFirstRows() {
+    const TableDefinition& table = *pending_.table;
+    const std::size_t width = table.columns.size();
+    for (const auto& first : definition_.rows) {
+        if (first.table != table.name) continue;
+        std::vector<Text> conditions;
+        for (std::size_t i = 0; i < width; ++i) {
+            conditions.push_back(fmt::format("[{}] {}{}", table.columns[i].name,
+                                             equalNoCase(first.values[i], "null") ? "Is " : "= ", first.values[i]));
+        }
+        forEachKeyColumn(table,
+                         [&](std::size_t column) { conditions.push_back("[" + table.columns[column].name + "] = ?"); });
+        const Text statement = fmt::format("Delete From [{}] Where {}", table.name, fmt::join(conditions, " And "));
+        for (std::size_t row = 0; row < pending_.lines.size(); ++row) {
+            std::vector<Parameter> key;
+            forEachKeyColumn(table, [&](std::size_t column) {
+                key.push_back(data::toParameter(pending_.values[row * width + column]));
+            });
+            connection_->channel().write(statement, key);
+        }
+    }
 }
 
 void RowLoad::write(std::size_t first, std::size_t rows) {

@@ -65,9 +65,13 @@ void requireVersion(std::int32_t version, TextView name) {
     if (version == schemaVersion) return;
     if (version == 0)
         throw Error(errors::application, source, fmt::format("{} has none of the tables of this system.", name));
+    const bool isOlder = version < schemaVersion;
     throw Error(errors::application, source,
-                fmt::format("The tables of {} are of version {}, {} than this build's {}.", name, version,
-                            version > schemaVersion ? "newer" : "older", schemaVersion));
+                fmt::format("The tables of {} are of version {}, {} than this build's {}.{}", name, version,
+                            isOlder ? "older" : "newer", schemaVersion,
+                            isOlder ? " A dump of them, made by the build that they are of, can be loaded into a "
+                                      "database that this one makes."
+                                    : ""));
 }
 
 } // namespace

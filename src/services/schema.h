@@ -9,7 +9,7 @@ class Session;
 }
 
 /// The version of the tables that this build works with.
-inline constexpr std::int32_t schemaVersion = 1;
+inline constexpr std::int32_t schemaVersion = 2;
 /// The table that holds it.
 inline constexpr TextView versionTable = "SchemaVersion";
 

@@ -9,13 +9,16 @@
 #include "favourites/favourite_type.h"
 #include "finance/invoice_details.h"
 #include "platform/automation/class_registry.h"
+#include "platform/automation/collection.h"
 #include "platform/data/connection.h"
 #include "platform/data/field.h"
 #include "platform/data/recordset.h"
 #include "platform/data/stream.h"
 #include "platform/desktop/desktop_object.h"
 #include "platform/desktop/picture.h"
-#include "scheduling/scheduling_types.h"
+#include "scheduling/parent_item.h"
+#include "scheduling/participants.h"
+#include "scheduling/project_types.h"
 #include "services/schema.h"
 #include "services/standard_db_service.h"
 #include "services/standard_file_info_service.h"
@@ -24,7 +27,9 @@
 #include "session/financial.h"
 #include "session/link_item.h"
 #include "session/notes.h"
+#include "tracking/actions.h"
 #include "tracking/product_type.h"
+#include "tracking/version.h"
 #include "typelib/type_library_object.h"
 
 namespace corveth {
@@ -43,6 +48,14 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &Contacts::description,
         &Attachment::description,
         &Attachments::description,
+        &ParentItem::description,
+        &ProjectType::description,
+        &ProjectTypes::description,
+        &Participant::description,
+        &Participants::description,
+        &Version::description,
+        &Action::description,
+        &Actions::description,
         // Data access.
         &Connection::description,
         &Recordset::description,
@@ -57,6 +70,7 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &TypeLibrary::description,
         &Picture::description,
         &Desktop::description,
+        &Collection::description,
     };
     return classes;
 }

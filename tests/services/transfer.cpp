@@ -17,7 +17,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr const char* header = "{\"corveth\": \"dump\", \"format\": 1, \"schema\": 1}\n";
+constexpr const char* header = "{\"corveth\": \"dump\", \"format\": 1, \"schema\": 2}\n";
 
 Text closing(std::size_t rows) {
     return fmt::format("{{\"rows\": {}}}\n", rows);
@@ -197,11 +197,11 @@ TEST_P(TransferTest, ABeginningThatIsNoneOfThisBuildIsRefused) {
     } cases[] = {
         {"a row", R"({"table": "Notes", "row": {"NoteId": "NT1"}})", "5 Corveth.Transfer: line 1: a dump begins with"},
         {"nothing", "", "5 Corveth.Transfer: the dump is cut off: its closing line is missing behind line 0"},
-        {"something else", R"({"corveth": "list", "format": 1, "schema": 1})", "line 1: \"corveth\" must be \"dump\""},
+        {"something else", R"({"corveth": "list", "format": 1, "schema": 2})", "line 1: \"corveth\" must be \"dump\""},
         {"another format", R"({"corveth": "dump", "format": 2, "more": 1})",
          "line 1: the dump is of format 2, and this build reads format 1"},
-        {"newer tables", R"({"corveth": "dump", "format": 1, "schema": 2})",
-         "line 1: the dump is of tables of version 2, newer than this build's 1"},
+        {"newer tables", R"({"corveth": "dump", "format": 1, "schema": 3})",
+         "line 1: the dump is of tables of version 3, newer than this build's 2"},
         {"no version", R"({"corveth": "dump", "format": 1})", "line 1: \"schema\" is missing"},
     };
     for (const auto& row : cases) {

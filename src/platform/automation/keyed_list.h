@@ -53,6 +53,8 @@ public:
     [[nodiscard]] Ref<T> item(const Value& index) const { return cast(list_->item(index)); }
     void remove(const Value& index) { list_->remove(index); }
     [[nodiscard]] Ref<Enumerator> enumerate() const { return corveth::enumerate(list_); }
+    /// The list itself, to be handed out; what it takes in must be of `T`.
+    [[nodiscard]] const std::shared_ptr<KeyedList>& list() const noexcept { return list_; }
 
 private:
     static Ref<T> cast(const Ref<Object>& object) { return Ref<T>(static_cast<T*>(object.get())); }

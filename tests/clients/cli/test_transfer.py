@@ -16,7 +16,7 @@ import time
 
 from test_cli import CORVETH, CommandLine, run
 
-HEADER = '{"corveth": "dump", "format": 1, "schema": 1}'
+HEADER = '{"corveth": "dump", "format": 1, "schema": 2}'
 
 
 class Moving(CommandLine):

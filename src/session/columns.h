@@ -38,10 +38,17 @@ template <auto member>
 struct Path<member> {
     static auto& in(auto& object) { return object.*member; }
 };
-/// A member of an object that the object holds.
+/// A member of an object that the object holds, by reference or as a plain part of it.
 template <auto holder, auto member>
 struct Path<holder, member> {
-    static auto& in(auto& object) { return (*(object.*holder)).*member; }
+    static auto& in(auto& object) {
+        auto& held = object.*holder;
+        if constexpr (requires { *held; }) {
+            return (*held).*member;
+        } else {
+            return (held.*member);
+        }
+    }
 };
 
 template <class C, auto... path>

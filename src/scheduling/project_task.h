@@ -79,13 +79,13 @@ public:
     void let_ItemName(Text value) { itemName_ = std::move(value); }
 
     // Made and loaded on first read; kept until `Populate`.
-    [[nodiscard]] Ref<corveth::Attachments> get_Attachments();
-    [[nodiscard]] Ref<corveth::Actions> get_Actions();
-    [[nodiscard]] Ref<Participants> get_Users();
-    [[nodiscard]] Ref<corveth::Version> get_Version();
-    [[nodiscard]] Ref<LinkItem> get_Source();
+    [[nodiscard]] Ref<corveth::Attachments> get_Attachments() const;
+    [[nodiscard]] Ref<corveth::Actions> get_Actions() const;
+    [[nodiscard]] Ref<Participants> get_Users() const;
+    [[nodiscard]] Ref<corveth::Version> get_Version() const;
+    [[nodiscard]] Ref<LinkItem> get_Source() const;
     /// Has its `ID` only.
-    [[nodiscard]] Ref<ProjectType> get_ProjectCategory();
+    [[nodiscard]] Ref<ProjectType> get_ProjectCategory() const;
 
     /// The rows of the parent and of the tree's root, as they were loaded; both empty without a parent.
     [[nodiscard]] Ref<ParentItem> get_Parent() const;
@@ -111,6 +111,7 @@ private:
     struct Changes;
 
     [[nodiscard]] Sql rowStatement() const;
+    void giveDefaultName();
     void load(Recordset& rows);
     void becomeNew();
     void takeFromProject();
@@ -138,12 +139,13 @@ private:
     Text lastParentId_;                      ///< as assigned, whatever `Parent` shows
     Text versionId_, sourceId_, categoryId_; ///< what `Version`, `Source` and `ProjectCategory` are made from
     Ref<ParentItem> parent_, parentProject_; ///< never Nothing
-    Ref<corveth::Attachments> attachments_;
-    Ref<corveth::Actions> actions_;
-    Ref<Participants> users_;
-    Ref<corveth::Version> version_;
-    Ref<LinkItem> source_;
-    Ref<ProjectType> category_;
+    // Made by their getters.
+    mutable Ref<corveth::Attachments> attachments_;
+    mutable Ref<corveth::Actions> actions_;
+    mutable Ref<Participants> users_;
+    mutable Ref<corveth::Version> version_;
+    mutable Ref<LinkItem> source_;
+    mutable Ref<ProjectType> category_;
 };
 
 } // namespace corveth

@@ -87,13 +87,12 @@ void sumInto(const Text& id, const Text& rootId) {
     execute(rewriting(id, *sums, hours, percentage));
 }
 
-/// No row of a sound tree is met a third time; a walk that goes in a circle would never end.
+/// A walk that goes in a circle would never end; no sound tree has a row that it meets three times.
 class Visits {
 public:
-    void add(const Text& id, const Text& rootId) {
+    void add(const Text& id) {
         if (++counts_[foldCase(id)] < 3) return;
-        raise(errors::invalidCall,
-              "the row " + id + " of Projects is met a third time on the way up to the project " + rootId);
+        raise(errors::invalidCall, "The row " + id + " of Projects is met again and again on the way to its project.");
     }
 
 private:
@@ -105,7 +104,7 @@ private:
 void rollUp(Text parentId, const Text& rootId) {
     Visits visits;
     for (int count = 0; count <= 1 || !equalNoCase(parentId, rootId);) {
-        visits.add(parentId, rootId);
+        visits.add(parentId);
         sumInto(parentId, rootId);
         const auto rows =
             openRecordset(Sql{"Select ID, ParentId From Projects Where Id='", parentId, "'"}, CursorType::staticCopy);

@@ -1,6 +1,7 @@
 #include "contacts/company.h"
 
 #include "contacts/contact_columns.h"
+#include "scheduling/tasks.h"
 #include "session/notes.h"
 #include "session/statements.h"
 
@@ -23,7 +24,7 @@ struct Company::Table {
         field<Company, &ContactBase::IMAddress>("IMAddress"),
         field<Company, &ContactBase::Description>("Description"),
         field<Company, &ContactBase::ReferredBy>("ReferredBy"),
-        unavailable("Tasks", "Tasks"),
+        get<&Company::get_Tasks>("Tasks"),
         get<&Company::get_Notes>("Notes"),
         unavailable("Invoices", "Invoices"),
         unavailable("Installations", "Installations"),
@@ -44,6 +45,10 @@ Company::~Company() = default;
 
 Ref<Notes> Company::get_Notes() {
     return lazy(notes_);
+}
+
+Ref<Tasks> Company::get_Tasks() {
+    return lazy(tasks_);
 }
 
 void Company::reset() {

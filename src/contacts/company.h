@@ -5,6 +5,7 @@
 namespace corveth {
 
 class Notes;
+class Tasks;
 
 /// A read-only view of a contact that is a company. Setting `ID` loads it; nothing is ever written.
 class CORVETH_API Company final : public Described<Company>, public ContactBase {
@@ -15,7 +16,8 @@ public:
     Company();
     ~Company() override;
 
-    /// Made on first read, without filter; the same object afterwards.
+    // Made on first read, without filter; the same objects afterwards.
+    [[nodiscard]] Ref<Tasks> get_Tasks();
     [[nodiscard]] Ref<Notes> get_Notes();
 
     /// Trimmed. Empty resets the object, anything else loads the company's row; without a row nothing changes.
@@ -27,6 +29,7 @@ private:
     void reset();
 
     Text id_;
+    Ref<Tasks> tasks_;
     Ref<Notes> notes_;
 };
 

@@ -6,6 +6,7 @@
 #include "platform/data/stream.h"
 #include "platform/desktop/program_folder.h"
 #include "platform/scope_exit.h"
+#include "scheduling/tasks.h"
 #include "session/failure.h"
 #include "session/module_state.h"
 #include "session/notes.h"
@@ -48,7 +49,7 @@ struct Contact::Table {
         unavailable("Invoices", "Invoices"),
         unavailable("Expenses", "Expenses"),
         unavailable("Installations", "Installations"),
-        unavailable("Tasks", "Tasks"),
+        get<&Contact::get_Tasks>("Tasks"),
         get<&Contact::get_Notes>("Notes"),
         unavailable("Appointments", "Appointments"),
         unavailable("Bugs", "Bugs"),
@@ -143,6 +144,10 @@ Contact::~Contact() = default;
 
 Ref<Notes> Contact::get_Notes() {
     return lazy(notes_);
+}
+
+Ref<Tasks> Contact::get_Tasks() {
+    return lazy(tasks_);
 }
 
 void Contact::reset() {

@@ -6,6 +6,7 @@
 namespace corveth {
 
 class Recordset;
+class Tasks;
 
 /// A company or a person. Setting `ID` loads it at once.
 class CORVETH_API Contact final : public Described<Contact>, public ContactBase {
@@ -21,7 +22,8 @@ public:
     Text DOB; ///< date of birth as text; empty when unknown
     Ref<corveth::Picture> Picture;
 
-    /// Made on first read, without filter; the same object afterwards.
+    // Made on first read, without filter; the same objects afterwards.
+    [[nodiscard]] Ref<Tasks> get_Tasks();
     [[nodiscard]] Ref<Notes> get_Notes();
     /// The company that the contact belongs to; empty when it belongs to none.
     [[nodiscard]] Ref<corveth::Company> get_Company() const { return company_; }
@@ -53,6 +55,7 @@ private:
     [[nodiscard]] Value savedPicture() const;
 
     Text id_;
+    Ref<Tasks> tasks_;
     Ref<Notes> notes_;
     Ref<corveth::Company> company_ = make<corveth::Company>();
     Ref<Recordset> rows_; ///< open while the row is being loaded

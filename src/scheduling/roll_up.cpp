@@ -87,12 +87,13 @@ void sumInto(const Text& id, const Text& rootId) {
     execute(rewriting(id, *sums, hours, percentage));
 }
 
-/// A walk that goes in a circle would never end; no sound tree has a row that it meets three times.
+/// No row of a sound tree is met a third time; a walk that goes in a circle would never end.
 class Visits {
 public:
-    void add(const Text& id) {
+    void add(const Text& id, const Text& rootId) {
         if (++counts_[foldCase(id)] < 3) return;
-        raise(errors::invalidCall, "The row " + id + " of Projects is met again and again on the way to its project.");
+        raise(errors::invalidCall,
+              "the row " + id + " of Projects is met a third time on the way up to the project " + rootId);
     }
 
 private:
@@ -104,7 +105,7 @@ private:
 void rollUp(Text parentId, const Text& rootId) {
     Visits visits;
     for (int count = 0; count <= 1 || !equalNoCase(parentId, rootId);) {
-        visits.add(parentId);
+        visits.add(parentId, rootId);
         sumInto(parentId, rootId);
         const auto rows =
             openRecordset(Sql{"Select ID, ParentId From Projects Where Id='", parentId, "'"}, CursorType::staticCopy);

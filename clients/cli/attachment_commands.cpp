@@ -3,6 +3,7 @@
 #include "cli/item.h"
 #include "cli/progress.h"
 #include "cli/record.h"
+#include "cli/rows.h"
 #include "cli/text_table.h"
 
 #include <fmt/format.h>
@@ -17,7 +18,6 @@ namespace corveth::cli {
 
 using client::Failure;
 using client::LateObject;
-using client::Variant;
 namespace fs = std::filesystem;
 
 namespace {
@@ -42,20 +42,12 @@ constexpr const char* columns[] = {"AttachmentID",   "AttachmentTitle", "Attachm
                                    "AttachmentDate", "LinkId",          "LinkType"};
 constexpr std::size_t shownColumns = 5;
 
-using Row = std::vector<Variant>;
-
 /// Read by a statement: the list of the library would bring the content of each file along.
 std::vector<Row> attachmentRows(const Session& session, const std::string& item) {
     const std::string statement = fmt::format("Select {} From Attachments Where LinkID={} Order By AttachmentID",
                                               fmt::join(columns, ", "), textLiteral(item));
-    const auto rows = std::get<LateObject>(session.connection().call("Execute", {statement}));
-    const auto fields = std::get<LateObject>(rows.get("Fields"));
     std::vector<Row> found;
-    for (; !std::get<bool>(rows.get("EOF")); rows.call("MoveNext")) {
-        Row& row = found.emplace_back();
-        for (const char* column : columns)
-            row.push_back(std::get<LateObject>(fields.get("Item", {std::string(column)})).get("Value"));
-    }
+    forEachRow(session, statement, [&](Row row) { found.push_back(std::move(row)); });
     return found;
 }
 

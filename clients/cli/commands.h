@@ -20,6 +20,7 @@ struct Request {
     std::string file;
     std::string statement;
     std::string output;
+    std::string today;
     std::vector<std::string> arguments;
     bool asJson = false;
     bool keepsKeys = false;
@@ -57,6 +58,8 @@ std::string attachFile(const Request& request);
 std::string listAttachments(const Request& request);
 std::string extractAttachment(const Request& request);
 std::string openAttachment(const Request& request);
+std::string showTree(const Request& request);
+std::string drawGantt(const Request& request);
 Result checkRows(const Request& request);
 
 } // namespace corveth::cli

@@ -74,6 +74,16 @@ constexpr const char* openHelp =
     "A program that hands the file to one that runs already ends at once: on a terminal you are asked when you have "
     "done.";
 
+constexpr const char* treeHelp =
+    "A row comes below its parent, in order of planned start; hours of work and of duration, the percentage that is "
+    "done.\nRows that do not hang together with the rest come last, with a remark that says why.\n"
+    "In JSON each item has its children in it, named as the members of ProjectTask; \"apart\" lists the others.";
+
+constexpr const char* ganttHelp =
+    "A row is drawn from its planned start to its planned finish, what is done darker; days that are not worked on in\n"
+    "the project's calendar are shaded. The picture is light or dark as its viewer is. A file that is there is kept\n"
+    "unless --replace is given.";
+
 constexpr const char* checkHelp =
     "link       a row whose link names nothing\n"
     "orphan     a row whose owner is gone\n"
@@ -109,7 +119,7 @@ public:
         std::ranges::reverse(words); // as the parser takes them
         app_.parse(words);
         for (std::string* text : {&request_.database, &request_.className, &request_.key, &request_.method,
-                                  &request_.file, &request_.statement, &request_.output})
+                                  &request_.file, &request_.statement, &request_.output, &request_.today})
             unmark(*text);
         for (std::string& text : request_.arguments)
             unmark(text);
@@ -213,6 +223,7 @@ private:
         sub->footer(dumpHelp);
 
         addAttachmentCommands();
+        addProjectCommands();
 
         sub = add("sql", "Runs one statement through the data-access layer; rows come as a table", runStatement);
         addDatabase(sub);
@@ -224,6 +235,24 @@ private:
         addDatabase(sub);
         addJson(sub);
         sub->footer(checkHelp);
+    }
+
+    void addProjectCommands() {
+        constexpr const char* item = "The key of a project, or of a group or task of one";
+        auto* sub = add("tree", "Lists a project with its groups and tasks", showTree);
+        addDatabase(sub);
+        addText(sub, "PROJECT", request_.key, item);
+        addJson(sub);
+        sub->footer(treeHelp);
+
+        sub = add("gantt", "Draws a project as a Gantt chart, in SVG", drawGantt);
+        addDatabase(sub);
+        addText(sub, "PROJECT", request_.key, item);
+        sub->add_option("-o,--output", request_.output, "Writes to a file instead of standard output")
+            ->type_name("FILE");
+        sub->add_flag("--replace", request_.replaces, "Replaces a file that is there");
+        sub->add_option("--today", request_.today, "The day that is marked as today, as 2026-11-23")->type_name("DATE");
+        sub->footer(ganttHelp);
     }
 
     void addAttachmentCommands() {

@@ -10,7 +10,23 @@ namespace corveth::cli {
 
 namespace {
 
-/// The character at the front of `text`, which loses it; a broken byte counts as U+FFFD.
+/// Widths come from the C library's table, whatever locale the user has.
+std::size_t characterWidth(char32_t character) {
+    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    if (utf8 == nullptr) return 1;
+    const locale_t before = uselocale(utf8);
+    const int width = wcwidth(static_cast<wchar_t>(character));
+    uselocale(before);
+    return width < 0 ? 1 : static_cast<std::size_t>(width);
+}
+
+std::string trimmedRight(std::string line) {
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+} // namespace
+
 char32_t takeCharacter(std::string_view& text) {
     const auto lead = static_cast<unsigned char>(text.front());
     text.remove_prefix(1);
@@ -36,23 +52,6 @@ char32_t takeCharacter(std::string_view& text) {
     text.remove_prefix(more);
     return character;
 }
-
-/// Widths come from the C library's table, whatever locale the user has.
-std::size_t characterWidth(char32_t character) {
-    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    if (utf8 == nullptr) return 1;
-    const locale_t before = uselocale(utf8);
-    const int width = wcwidth(static_cast<wchar_t>(character));
-    uselocale(before);
-    return width < 0 ? 1 : static_cast<std::size_t>(width);
-}
-
-std::string trimmedRight(std::string line) {
-    line.erase(line.find_last_not_of(' ') + 1);
-    return line;
-}
-
-} // namespace
 
 std::size_t displayWidth(std::string_view text) {
     std::size_t width = 0;

@@ -6,6 +6,9 @@
 
 namespace corveth::cli {
 
+/// The character at the front of `text`, which loses it; a broken byte counts as U+FFFD.
+char32_t takeCharacter(std::string_view& text);
+
 /// How many cells of a terminal `text` takes: combining marks none, wide characters two.
 std::size_t displayWidth(std::string_view text);
 

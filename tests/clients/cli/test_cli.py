@@ -81,7 +81,7 @@ class CommandLine(unittest.TestCase):
 class Usage(CommandLine):
     def test_usage(self):
         commands = ("init register unregister classes introspect typelib show set list call load dump attach attachments "
-                    "extract open sql check").split()
+                    "extract open tree gantt sql check").split()
         for command in commands:
             self.check(("help of " + command, [command, "--help"], 0, ["Usage: corveth " + command, "--help"], []))
         for row in [
@@ -329,7 +329,7 @@ class Changing(CommandLine):
             ("too many arguments", ["call", "DB", "Note", "NT00000001", "DeleteNote", "True", "True"], 1, [],
              ["error 450", "DeleteNote"]),
             ("no Boolean", ["call", "DB", "Note", "NT00000001", "DeleteNote", "maybe"], 1, [], ["error 13", "bSelf"]),
-            ("not in this build", ["call", "DB", "Contact", "CN00000003", "Tasks"], 1, [], ["error 445"]),
+            ("not in this build", ["call", "DB", "Contact", "CN00000003", "Expenses"], 1, [], ["error 445"]),
             ("no record to delete", ["call", "DB", "Contact", "", "DeleteContact", "True"], 1, [], ["error 3021"]),
         ]:
             self.check(row, database)

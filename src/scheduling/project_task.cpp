@@ -282,8 +282,9 @@ void ProjectTask::becomeNew() {
         PlannedStartDate = parent_->PlannedStartDate;
     }
     PlannedFinishDate = PlannedStartDate;
-    const std::int16_t hours = WorkingHoursBetween(dateOf("PlannedStartDate", PlannedStartDate),
-                                                   dateOf("PlannedFinishDate", PlannedFinishDate), ID, true);
+    const Date start = dateOf("PlannedStartDate", PlannedStartDate);
+    const Date finish = dateOf("PlannedFinishDate", PlannedFinishDate);
+    const std::int16_t hours = WorkingHoursBetween(start, finish, ID, true);
     BidID.clear();
     figures_ = {};
     figures_.plannedDuration = hours;

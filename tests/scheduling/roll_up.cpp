@@ -21,19 +21,22 @@ class RollUpTest : public test::DatabaseTest {
 protected:
     /// A task of one day and eight hours; `changes` are assignments that make something else of it.
     void task(const Text& id, const Text& parentId, const Text& changes = {}) {
-        sql("Insert Into Projects (Id, ParentID, ProjectId, PlnStartDate, PlnFinishDate, PlnDuration, PlnWork, Users, "
+        connection->execute(
+            "Insert Into Projects (Id, ParentID, ProjectId, PlnStartDate, PlnFinishDate, PlnDuration, PlnWork, Users, "
             "RemainingWork, ActDuration, ActWorkDuration, PercCompleted, ExptOverrun, ItemType, Finished) Values ('" +
             id + "', '" + parentId + "', 'PT1', 39125, 39125, 8, 8, 1, 8, 0, 0, 0, 0, 2, False)");
-        if (!changes.empty()) sql("Update Projects Set " + changes + " Where Id='" + id + "'");
+        if (!changes.empty()) connection->execute("Update Projects Set " + changes + " Where Id='" + id + "'");
     }
     /// The project PT1 with a task of its own and the group PT2, which has two.
     void projectWith(const Text& changesOfOne, const Text& changesOfOther) {
-        sql("Delete From Projects");
+        connection->BeginTrans();
+        connection->execute("Delete From Projects");
         task("PT1", "PT1", "ItemType=0");
         task("PT2", "PT1", "ItemType=1");
         task("PT3", "PT1");
         task("PT4", "PT2", changesOfOne);
         task("PT5", "PT2", changesOfOther);
+        connection->CommitTrans();
     }
     /// Planned start, finish and earliest start; duration, work, resources; actual duration, remaining and actual work,
     /// percentage, overrun; actual start and finish; finished. Null as `-`.
@@ -127,6 +130,7 @@ TEST_P(RollUpTest, AFailureEndsTheWalkWithTheGroupCleared) {
 
 TEST_P(RollUpTest, EachAncestorIsWrittenOnceAndTheProjectTwice) {
     projectWith("ActWorkDuration=1, PlnWork=1, EarliestStartDate=39120.5", "PlnWork=2, Finished=True");
+    statements();
     const Text clear = "execute|Update Projects Set PlnDuration=0, EarliestStartdate=NULL, PlnStartdate=NULL, "
                        "PlnFinishdate=NULL,  PlnWork=0,  Users=0, ActDuration=0, RemainingWork=0, ActWorkDuration=0, "
                        "PercCompleted=0, ExptOverrun=0, ActStartDate=NULL, ActFinishdate=NULL  Where Id='";
@@ -307,7 +311,8 @@ TEST_P(RollUpTest, AncestorsAreWhatTheSameSumsGiveInMemory) {
     std::mt19937 random(39125);
     for (int round = 0; round < 25; ++round) {
         const Tree tree(random);
-        sql("Delete From Projects");
+        connection->BeginTrans();
+        connection->execute("Delete From Projects");
         for (std::size_t i = 0; i < tree.rows.size(); ++i) {
             const auto& row = tree.rows[i];
             task(Tree::idOf(i), Tree::idOf(row.parent),
@@ -316,7 +321,6 @@ TEST_P(RollUpTest, AncestorsAreWhatTheSameSumsGiveInMemory) {
                              row.start, row.finish, row.work, row.users, row.actual, row.remaining, row.done,
                              row.overrun, row.finished ? "True" : "False"));
         }
-        connection->BeginTrans();
         for (std::size_t i = 0; i < tree.rows.size(); ++i) {
             if (tree.rows[i].isTask) rollUp(Tree::idOf(tree.rows[i].parent), Tree::idOf(0));
         }

@@ -45,18 +45,12 @@ struct Participant::Table {
         column<&Participant::Billable>("Billable"),
     };
     static constexpr Column<Participant> written[] = {
-        column<&Participant::ID>("ContactId"),
-        column<&Participant::LinkId>("LinkId"),
-        column<&Participant::Role>("Role"),
-        column<&Participant::Permission>("Permission"),
-        column<&Participant::WorkDone>("WorkHrs"),
-        column<&Participant::WorkAlloted>("AllotedHrs"),
-        column<&Participant::Rate>("Rate"),
-        column<&Participant::Amount>("Amount"),
-        column<&Participant::Account>("Account"),
-        column<&Participant::Billable>("Billable"),
-        column<&Participant::Comment>("Comment"),
-        column<&Participant::Availability>("Availability"),
+        column<&Participant::ID>("ContactId"),     column<&Participant::LinkId>("LinkId"),
+        column<&Participant::Role>("Role"),        column<&Participant::Permission>("Permission"),
+        column<&Participant::WorkDone>("WorkHrs"), column<&Participant::WorkAlloted>("AllotedHrs"),
+        column<&Participant::Rate>("Rate"),        column<&Participant::Amount>("Amount"),
+        column<&Participant::Account>("Account"),  column<&Participant::Billable>("Billable"),
+        column<&Participant::Comment>("Comment"),  column<&Participant::Availability>("Availability"),
     };
     static constexpr const char* source = "Projects";
 };
@@ -65,9 +59,8 @@ constinit const ClassInfo Participant::description = describe<Participant, Parti
 
 void Participant::Populate() {
     trap(Table::source, Report::cause, "", [&] {
-        const auto rows =
-            openRecordset(Sql{"Select * From Users Where ContactId ='", ID, "' And LinkID ='", LinkId, "'"},
-                          CursorType::staticCopy);
+        const auto rows = openRecordset(
+            Sql{"Select * From Users Where ContactId ='", ID, "' And LinkID ='", LinkId, "'"}, CursorType::staticCopy);
         if (!rows->isEmpty()) {
             loadRow<Table::read>(*rows, *this);
             return;

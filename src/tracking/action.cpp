@@ -1,8 +1,8 @@
 #include "tracking/action.h"
 
 #include "session/columns.h"
-#include "session/item_type.h"
 #include "session/failure.h"
+#include "session/item_type.h"
 #include "session/statements.h"
 
 namespace corveth {

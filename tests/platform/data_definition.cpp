@@ -19,9 +19,11 @@ TEST(Definition, readsKeysIndexesAndViews) {
     definition.read("first.sql", pair);
     definition.read("second.sql", "-- a comment; with a semicolon\n"
                                   "create table Pairs (L CHAR(10) not null, R char(10) not null, primary key (l, r));\n"
-                                  "create index on pairs (R, L); create joined view V of A, b by Id as Other;");
+                                  "create index on pairs (R, L); create joined view V of A, b by Id as Other;\n"
+                                  "create table C (Id char(10), N real); create lookup view W of C with a (x) by id;\n"
+                                  "insert into c values ('it -- is;', 12); insert into C values (NULL, null);");
 
-    ASSERT_EQ(definition.tables.size(), 3U);
+    ASSERT_EQ(definition.tables.size(), 4U);
     const TableDefinition& pairs = definition.tables[2];
     EXPECT_THAT(pairs.key, testing::ElementsAre("L", "R"));
     EXPECT_EQ(pairs.columns[0].declaredType, "char(10)");
@@ -30,6 +32,12 @@ TEST(Definition, readsKeysIndexesAndViews) {
     ASSERT_EQ(definition.views.size(), 1U);
     EXPECT_EQ(definition.views[0].second, "B");
     EXPECT_EQ(definition.views[0].secondKeyName, "Other");
+    ASSERT_EQ(definition.lookups.size(), 1U);
+    EXPECT_EQ(definition.lookups[0].second, "A");
+    EXPECT_THAT(definition.lookups[0].columns, testing::ElementsAre("X"));
+    ASSERT_EQ(definition.rows.size(), 2U);
+    EXPECT_EQ(definition.rows[0].table, "C");
+    EXPECT_THAT(definition.rows[0].values, testing::ElementsAre("'it -- is;'", "12"));
 }
 
 TEST(Definition, namesTheLineAndTheFault) {
@@ -39,7 +47,7 @@ TEST(Definition, namesTheLineAndTheFault) {
         const char* expected;
     };
     const Case cases[] = {
-        {"no statement", "\n\ndrop table A;", "x.sql:3: \"create\" expected, at \"drop\""},
+        {"no statement", "\n\ndrop table A;", "x.sql:3: \"create\" or \"insert\" expected, at \"drop\""},
         {"unfinished", "create table T (a text", "x.sql:1: \")\" expected, at the end"},
         {"unknown type", "create table T (\na memo);", "x.sql:2: there is no type memo"},
         {"length missing", "create table T (a char);", "\"(\" expected, at \")\""},
@@ -50,6 +58,14 @@ TEST(Definition, namesTheLineAndTheFault) {
         {"key that may be Null", "create table T (b text primary key);", "b is in a key and not \"not null\""},
         {"index on nothing", "create index on T (b);", "there is no table T"},
         {"view by no key", "create joined view V of A, B by X as Z;", "X is not the key of A"},
+        {"lookup of a column that is not there", "create lookup view V of A with B (X) by Id;", "B has no column X"},
+        {"lookup by no key", "create lookup view V of A with B (Y) by Y;", "Y is not the key of B"},
+        {"lookup without a link", "create table C (X text); create lookup view V of C with A (X) by Id;",
+         "C has no column Id"},
+        {"row of nothing", "insert into T values (1);", "there is no table T"},
+        {"row too short", "insert into A values ('a');", "A has 2 columns, and 1 values are given"},
+        {"row of a word", "insert into A values ('a', b);", "a text, a whole number or null expected, at \"b\""},
+        {"text without an end", "insert into A values ('a, 1);", "x.sql:1: a text, a whole number or null expected"},
     };
     for (const Case& row : cases) {
         SCOPED_TRACE(row.name);

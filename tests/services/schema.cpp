@@ -56,7 +56,35 @@ TEST_P(SchemaTest, aNewDatabaseIsStampedAndUsable) {
     createDatabase(source());
     EXPECT_EQ(databaseVersion(source()), schemaVersion);
     EXPECT_NO_THROW(checkDatabase(source()));
-    EXPECT_THAT(rows("Select Version From SchemaVersion"), testing::ElementsAre("1"));
+    EXPECT_THAT(rows("Select Version From SchemaVersion"), testing::ElementsAre(std::to_string(schemaVersion)));
+}
+
+TEST_P(SchemaTest, aNewDatabaseHasAWeekOfWork) {
+    createDatabase(source());
+    EXPECT_THAT(rows("Select * From WorkingHours Where ProjectId='' Or ProjectId is Null"),
+                testing::ElementsAre("WH00000001|0|8|8|8|8|8|0|Null"));
+    EXPECT_THAT(rows("Select * From Holidays"), testing::ElementsAre());
+}
+
+TEST_P(SchemaTest, usersAreParticipantsWithTheirNamesToBeRead) {
+    createDatabase(source());
+    execute("Insert Into ContactMaster (ContactId, ContactName) Values ('CN1', 'Ann'), ('CN2', Null), ('CN3', 'Bo')");
+    execute("Insert Into Participants (ContactId, LinkId, Role, Availability) Values ('cn1', 'PT1', 'Lead', 50), "
+            "('CN1', 'PT2', Null, 0), ('CN2', 'PT1', Null, 0), ('CN9', 'PT1', Null, 0)");
+    EXPECT_THAT(
+        rows("Select ContactId, LinkId, Role, Availability, ContactName From Users Order By ContactId, LinkId"),
+        testing::ElementsAre("cn1|PT1|Lead|50|Ann", "CN1|PT2|Null|0|Ann", "CN2|PT1|Null|0|", "CN9|PT1|Null|0|"));
+
+    const auto connection = open();
+    auto users = make<Recordset>();
+    users->open("Select * From Users", connection, CursorType::keyset, LockType::optimistic);
+    EXPECT_EQ(users->columnName(users->columnCount() - 1), "ContactName");
+    EXPECT_EQ(users->columnName(9), "Billable");
+    EXPECT_NE(test::raised([&] { users->set("Role", Text("x")), users->Update(); }), "");
+    for (const char* statement : {"Update Users Set Role='x'", "Delete From Users",
+                                  "Insert Into Users (ContactId, LinkId) Values ('CN3', 'PT1')"})
+        EXPECT_NE(test::raised([&] { execute(statement); }), "") << statement;
+    EXPECT_THAT(rows("Select Count(*), Count(Role) From Participants"), testing::ElementsAre("4|1"));
 }
 
 TEST_P(SchemaTest, refusesToMakeWhereThereIsSomething) {
@@ -65,9 +93,9 @@ TEST_P(SchemaTest, refusesToMakeWhereThereIsSomething) {
         std::function<void()> given;
         const char* expected;
     } cases[] = {
-        {"this version", [&] { createVersion("1"); }, " has its tables already, of version 1."},
+        {"this version", [&] { createVersion("2"); }, " has its tables already, of version 2."},
         {"newer", [&] { createVersion("7"); },
-         " has its tables already, of version 7, which is newer than this build's 1."},
+         " has its tables already, of version 7, which is newer than this build's 2."},
         {"other tables", [&] { createVersion("1"), execute("drop table SchemaVersion"); },
          " exists already and has none of the tables of this system."},
     };
@@ -94,8 +122,9 @@ TEST_P(SchemaTest, checkTellsWhatKeepsADatabaseFromBeingUsed) {
          " has none of the tables"},
         {"no version", [&] { createDatabase(source()), execute("Delete From SchemaVersion"); }, errors::application,
          " has none of the tables"},
-        {"older", [&] { createVersion("-1"); }, errors::application, " are of version -1, older than"},
-        {"newer", [&] { createVersion("2"); }, errors::application, " are of version 2, newer than"},
+        {"older", [&] { createVersion("1"); }, errors::application,
+         " are of version 1, older than this build's 2. A dump of them"},
+        {"newer", [&] { createVersion("3"); }, errors::application, " are of version 3, newer than this build's 2."},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
@@ -152,13 +181,37 @@ TEST_P(SchemaTest, contactsAreWrittenThroughTheirView) {
 TEST_P(SchemaTest, keysAndLinksAreFoundByIndex) {
     createDatabase(source());
     const char* const conditions[] = {
-        "Notes Where NoteId",         "Notes Where LinkId",           "Notes Where LinkType",
-        "Attachments Where LinkID",   "Reminders Where LinkID",       "Favourites Where LinkID",
-        "StatusHistory Where LinkID", "Participants Where ContactID", "Participants Where LinkId",
-        "ItemMap Where LinkId",       "ItemMap Where ItemID",         "ContactMaster Where CompanyID",
-        "Contacts Where ContactId",   "Contacts Where CompanyID",     "Contacts Where ContactType",
-        "Projects Where ID",          "Projects Where ParentID",      "Projects Where ProjectId",
-        "Products Where ID",          "Products Where ParentId",      "Products Where LinkId",
+        "Notes Where NoteId",
+        "Notes Where LinkId",
+        "Notes Where LinkType",
+        "Attachments Where LinkID",
+        "Reminders Where LinkID",
+        "Favourites Where LinkID",
+        "StatusHistory Where LinkID",
+        "Participants Where ContactID",
+        "Participants Where LinkId",
+        "ItemMap Where LinkId",
+        "ItemMap Where ItemID",
+        "ContactMaster Where CompanyID",
+        "Contacts Where ContactId",
+        "Contacts Where CompanyID",
+        "Contacts Where ContactType",
+        "Projects Where ID",
+        "Projects Where ParentID",
+        "Projects Where ProjectId",
+        "Products Where ID",
+        "Products Where ParentId",
+        "Products Where LinkId",
+        "Projects Where PrjCategoryID",
+        "WorkingHours Where ProjectId",
+        "Holidays Where Projectid",
+        "ProjectTypeMaster Where ItemId",
+        "ProjectTypeMaster Where ParentId",
+        "Users Where LinkId",
+        "Users Where ContactId",
+        "Versions Where Id",
+        "Actions Where Id",
+        "Actions Where LinkId",
     };
     const auto connection = open();
     if (GetParam().searchByIndex != nullptr) connection->execute(GetParam().searchByIndex);

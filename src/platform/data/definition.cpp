@@ -42,9 +42,10 @@ public:
         while (!token_.empty()) {
             if (accept("insert")) {
                 readRow();
-            } else {
-                expect("create");
+            } else if (accept("create")) {
                 readObject();
+            } else {
+                fail("\"create\" or \"insert\" expected");
             }
             expect(";");
         }
@@ -177,10 +178,9 @@ private:
         expect("values");
         expect("(");
         do {
-            const bool isValue =
-                token_.starts_with('\'') || is("null") || (!token_.empty() && std::ranges::all_of(token_, [](char c) {
-                    return std::isdigit(static_cast<unsigned char>(c)) != 0;
-                }));
+            const bool isText = token_.size() > 1 && token_.front() == '\'';
+            const bool isNumber = !token_.empty() && token_.find_first_not_of("0123456789") == TextView::npos;
+            const bool isValue = isText || isNumber || is("null");
             if (!isValue) fail("a text, a whole number or null expected");
             row.values.emplace_back(token_);
             advance();

@@ -19,6 +19,7 @@
 #include "scheduling/parent_item.h"
 #include "scheduling/participants.h"
 #include "scheduling/project_types.h"
+#include "scheduling/tasks.h"
 #include "services/schema.h"
 #include "services/standard_db_service.h"
 #include "services/standard_file_info_service.h"
@@ -48,6 +49,8 @@ std::span<const ClassInfo* const> allClasses() noexcept {
         &Contacts::description,
         &Attachment::description,
         &Attachments::description,
+        &ProjectTask::description,
+        &Tasks::description,
         &ParentItem::description,
         &ProjectType::description,
         &ProjectTypes::description,

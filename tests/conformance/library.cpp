@@ -251,6 +251,85 @@ get Count() Long
 method Remove(vntIndexKey Variant)
 get! NewEnum() Enumerator
 )"},
+    {"ProjectTask", R"(
+get Description() String
+let Description() String
+get AwardedAmount() Single
+let AwardedAmount() Single
+get BudgetedAmount() Single
+let BudgetedAmount() Single
+get Priority() String
+let Priority() String
+get Status() String
+let Status() String
+get SourceType() String
+let SourceType() String
+get BidID() String
+let BidID() String
+let CalculationMethod() ptCalcMethod
+get CalculationMethod() ptCalcMethod
+let EarliestStartDate() String
+get EarliestStartDate() String
+let PlannedStartDate() String
+get PlannedStartDate() String
+let PlannedFinishDate() String
+get PlannedFinishDate() String
+get ResourceCount() Single
+let ActualDuration() Single
+get ActualDuration() Single
+let RemainingDuration() Single
+get RemainingDuration() Single
+let RemainingWork() Single
+get RemainingWork() Single
+let ExpectedOverrun() Single
+get ExpectedOverrun() Single
+let ActualFinishDate() String
+get ActualFinishDate() String
+let PlannedDuration() Single
+get PlannedDuration() Single
+let PlannedWork() Single
+get PlannedWork() Single
+let ActualWorked() Single
+get ActualWorked() Single
+let CompletedPercentage() Single
+get CompletedPercentage() Single
+let ActualStartDate() String
+get ActualStartDate() String
+let Finished() Boolean
+get Finished() Boolean
+get ItemName() String
+let ItemName() String
+get ItemType() ptType
+let ItemType() ptType
+get Attachments() Attachments
+get Actions() Actions
+get Users() Participants
+get Version() Version
+get Source() LinkItem
+get ProjectCategory() ProjectType
+get ParentProject() ParentItem
+let ParentId() String
+get Parent() ParentItem
+let ID() String
+get ID() String
+method AvailabilityChanged()
+method Update()
+method Populate()
+method UpdateParents()
+method Delete(bSelf&? Boolean)
+)"},
+    {"Tasks", R"(
+get LinkId() String
+let LinkId() String
+method Add(ID& String, sKey&? String) Variant
+get* Item(vntIndexKey& Variant) ProjectTask
+get Count() Long
+method Remove(vntIndexKey& Variant)
+get! NewEnum() Enumerator
+method Populate()
+method UpdateTasks()
+method SetCategoryFilter(strCategoryId String)
+)"},
     {"ParentItem", R"(
 get ParentId() String
 let ParentId() String

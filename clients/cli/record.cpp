@@ -15,6 +15,32 @@ using client::Variant;
 
 namespace {
 
+/// A place that a key is looked up in: `Notes.NoteId`, or `Participants.ContactId+LinkId` where a row has a key of two
+/// parts. The second column is called as the property for it; the parts of such a key are parted by a blank.
+struct KeyPlace {
+    explicit KeyPlace(std::string_view text) {
+        const auto dot = text.find('.');
+        table = text.substr(0, dot);
+        text.remove_prefix(dot + 1);
+        const auto plus = text.find('+');
+        column = text.substr(0, plus);
+        if (plus != std::string_view::npos) second = text.substr(plus + 1);
+    }
+
+    std::string table, column, second;
+};
+
+std::pair<std::string, std::string> keyParts(const std::string& key) {
+    const auto blank = key.find(' ');
+    if (blank == std::string::npos) return {key, {}};
+    return {key.substr(0, blank), key.substr(blank + 1)};
+}
+
+/// The property for the second part of a key; empty when keys of the class have one part.
+std::string secondKeyProperty(const ClassModel::Member& key) {
+    return KeyPlace(key.argument).second;
+}
+
 const ClassModel::Member& keyOf(const ClassModel& model) {
     if (const auto* key = model.withRole("key")) return *key;
     throw Failure(438, model.name, model.name + " has no key; it names no single record");
@@ -31,7 +57,10 @@ void requireRow(const Session& session, const ClassModel& model, const std::stri
 /// Gives the object its key and has it read its row.
 void load(const LateObject& object, const ClassModel& model, const std::string& key) {
     const auto& keyMember = keyOf(model);
-    object.let(keyMember.name, key);
+    const std::string second = secondKeyProperty(keyMember);
+    const auto [firstPart, secondPart] = second.empty() ? std::pair(key, std::string()) : keyParts(key);
+    object.let(keyMember.name, firstPart);
+    if (!secondPart.empty()) object.let(second, secondPart);
     if (keyMember.has("loads")) return;
     for (const auto& member : model.members) {
         if (!member.has("loads")) continue;
@@ -43,7 +72,9 @@ void load(const LateObject& object, const ClassModel& model, const std::string& 
 std::string keyText(const LateObject& object, const ClassModel& model) {
     const auto& key = keyOf(model);
     if (object.description().find(key.name, MemberKind::get) == nullptr) return {};
-    return plainText(object.get(key.name));
+    std::string text = plainText(object.get(key.name));
+    const std::string second = secondKeyProperty(key);
+    return text.empty() || second.empty() ? text : text + " " + plainText(object.get(second));
 }
 
 /// The row that a new record got: some objects take its key over, for the others the data service remembers it.
@@ -105,10 +136,16 @@ std::string storedKey(const Session& session, const ClassModel& model, const std
     const auto* member = model.withRole("key");
     std::string_view columns = member == nullptr ? std::string_view() : member->argument;
     for (; !key.empty() && !columns.empty();) {
-        const auto column = columns.substr(0, columns.find(',')); // as Notes.NoteId
-        const auto dot = column.find('.');
-        const std::string_view table = column.substr(0, dot), name = column.substr(dot + 1);
-        const std::string statement = fmt::format("Select {} From {} Where {}={}", name, table, name, textLiteral(key));
+        const auto column = columns.substr(0, columns.find(','));
+        const KeyPlace place(column);
+        std::string statement;
+        if (place.second.empty()) {
+            statement = fmt::format("Select {0} From {1} Where {0}={2}", place.column, place.table, textLiteral(key));
+        } else {
+            const auto [first, second] = keyParts(key);
+            statement = fmt::format("Select {0} & ' ' & {1} From {2} Where {0}={3} And {1}={4}", place.column,
+                                    place.second, place.table, textLiteral(first), textLiteral(second));
+        }
         const auto rows = std::get<LateObject>(session.connection().call("Execute", {statement}));
         if (!std::get<bool>(rows.get("EOF"))) {
             const auto field = std::get<LateObject>(std::get<LateObject>(rows.get("Fields")).get("Item", {0}));

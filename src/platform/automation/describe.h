@@ -429,8 +429,8 @@ constexpr MemberRow withRole(Role role, MemberRow row, const char* argument = nu
     if (argument != nullptr) row.roleArgument = argument;
     return row;
 }
-/// `column`: the table and column that the key is looked up in, as `Notes.NoteId`, several separated by commas; a
-/// generic client asks there whether a row exists.
+/// `column`: where a generic client looks whether a row exists, as `Notes.NoteId`, several separated by commas;
+/// `Participants.ContactId+LinkId` for a key of two parts, the second column called as the property for it.
 constexpr MemberRow key(MemberRow row, const char* column = nullptr) {
     return withRole(Role::key, row, column);
 }

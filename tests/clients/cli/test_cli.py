@@ -274,6 +274,24 @@ class Changing(CommandLine):
         self.assertEqual(self.rows(database, "select Note from Notes where NoteId = 'NT00000003'"),
                          [(DATA.read_text(encoding="utf-8"),)])
 
+    def test_a_key_of_two_parts(self):
+        database = self.copy()
+        both = "CN00000001 CM00000002"
+        for row in [
+            ("new", ["set", "DB", "Participant", "", "Role=Lead", "ID=CN00000001", "LinkId=CM00000002"], 0, [both + "\n"], []),
+            ("existing", ["set", "DB", "Participant", both, "Rate=2.5"], 0, [both + "\n"], []),
+            ("existing, by its properties", ["set", "DB", "Participant", "", "ID=CN00000001", "LinkId=CM00000002", "Amount=7"],
+             0, [both + "\n"], []),
+            ("shown", ["show", "DB", "Participant", both.lower()], 0, ["Sigrid", "Lead", "2.5", "7", "100"], []),
+            ("half of it", ["show", "DB", "Participant", "CN00000001"], 1, [],
+             ["there is no Participant with the key \"CN00000001\""]),
+        ]:
+            self.check(row, database)
+        self.assertEqual(self.rows(database, "select Role, Rate, Amount, Billable, Availability from Participants"),
+                         [("Lead", 2.5, 7.0, -1, 100.0)])
+        self.check(("deleted", ["call", "DB", "Participant", both, "DeleteParticipant"], 0, [], []), database)
+        self.assertEqual(self.rows(database, "select * from Participants"), [])
+
     def test_refused_changes_leave_everything(self):
         database = self.copy()
         before = self.dump(database)

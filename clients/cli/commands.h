@@ -53,6 +53,7 @@ std::string callMethod(const Request& request);
 std::string loadFile(const Request& request);
 std::string dumpRows(const Request& request);
 std::string loadRows(const Request& request);
+std::string loadHolidays(const Request& request);
 std::string runStatement(const Request& request);
 std::string attachFile(const Request& request);
 std::string listAttachments(const Request& request);

@@ -64,6 +64,19 @@ constexpr const char* dumpHelp =
     "are base64, a date is a text, or a day number where the text would not be exact.\n"
     "FILE gets its name when the dump is complete; a file that is there is replaced only when it is a dump or empty.";
 
+constexpr const char* holidaysHelp =
+    "Comma-separated values are a date (2024-12-25), a name and hours, which are 0 where there are none; a first line\n"
+    "with the names of the fields (date, name, hours) may tell another order:\n"
+    "\n"
+    "  2024-12-25,Christmas Day\n"
+    "  2024-12-24,\"Christmas Eve, shops close\",4\n"
+    "\n"
+    "Of an iCalendar file all-day events are taken, each of their days, and those that come back every year, for ten\n"
+    "years from now where they have no end; events with times are passed over, as is a day that is named again.\n"
+    "A day that the calendar has already is replaced. A line that cannot be understood is named and undoes all.\n"
+    "\n"
+    "A project that has days of its own is no longer planned with those of the default calendar.";
+
 constexpr const char* extractHelp =
     "Without -o it goes to standard output or, when that is a terminal, to a file of the attachment's own name in the\n"
     "current folder. The file gets its name when it is complete; one that is there is kept unless --replace is given.";
@@ -224,6 +237,14 @@ private:
 
         addAttachmentCommands();
         addProjectCommands();
+
+        sub = add("holidays", "Puts days with hours of their own into a working calendar", loadHolidays);
+        addDatabase(sub);
+        addText(sub, "FILE", request_.file, "Comma-separated values or an iCalendar file; - is standard input");
+        sub->add_option("PROJECT", request_.key, "The key of a project; else it is the default calendar")
+            ->type_name("");
+        addJson(sub);
+        sub->footer(holidaysHelp);
 
         sub = add("sql", "Runs one statement through the data-access layer; rows come as a table", runStatement);
         addDatabase(sub);

@@ -81,7 +81,7 @@ class CommandLine(unittest.TestCase):
 class Usage(CommandLine):
     def test_usage(self):
         commands = ("init register unregister classes introspect typelib show set list call load dump attach attachments "
-                    "extract open tree gantt sql check").split()
+                    "extract open tree gantt holidays sql check").split()
         for command in commands:
             self.check(("help of " + command, [command, "--help"], 0, ["Usage: corveth " + command, "--help"], []))
         for row in [

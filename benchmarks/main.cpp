@@ -31,6 +31,8 @@ constexpr Operation operations[] = {
     {"store a new file of 5 MB", Measure::ratio, 1.3, &storeNewFile},
     {"store a file of 5 MB again", Measure::ratio, 1.3, &storeFileAgain},
     {"read a file of 5 MB", Measure::ratio, 1.3, &readFile},
+    {"working hours of ten years, 100 exceptions", Measure::ratio, 1.45, &hoursOfTenYears},
+    {"add 20,000 working hours, 100 exceptions", Measure::ratio, 1.45, &addManyHours},
     {"property get through Invoke", Measure::difference, 100, &propertyGet},
     {"property let through Invoke", Measure::difference, 100, &propertyLet},
     {"method call through Invoke", Measure::difference, 100, &methodCall},
@@ -53,6 +55,8 @@ constexpr Operation serverOperations[] = {
     {"store a new file of 5 MB", Measure::ratio, 1.3, &storeNewFile},
     {"store a file of 5 MB again", Measure::ratio, 1.3, &storeFileAgain},
     {"read a file of 5 MB", Measure::ratio, 1.3, &readFile},
+    {"working hours of ten years, 100 exceptions", Measure::ratio, 1.45, &hoursOfTenYears},
+    {"add 20,000 working hours, 100 exceptions", Measure::ratio, 1.45, &addManyHours},
 };
 
 struct Options {

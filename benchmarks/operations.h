@@ -41,6 +41,10 @@ struct FileMemory {
 };
 FileMemory memoryOfFile(World& world);
 
+// The working calendar.
+Pair hoursOfTenYears(World& world);
+Pair addManyHours(World& world);
+
 // Calls through the binary interface, against the direct call.
 Pair propertyGet(World& world);
 Pair propertyLet(World& world);

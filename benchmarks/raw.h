@@ -98,6 +98,28 @@ private:
     virtual void update(const RawAttachment& attachment) = 0;
 };
 
+/// What a calendar is counted with.
+struct RawHours {
+    struct Exception {
+        double day, hours;
+    };
+    std::array<double, 7> week{};
+    std::vector<Exception> exceptions;
+};
+
+class RawCalendar {
+public:
+    // What is there from the beginning: a project's own week, and days off over ten years.
+    static constexpr const char* project = "PT00000001";
+    static constexpr double firstDay = 45292; ///< 2024-01-01
+    static constexpr int exceptions = 100, daysBetween = 36;
+
+    virtual ~RawCalendar() = default;
+
+    /// The row of the week, then those of the exceptions; of each only what is counted with.
+    virtual void read(const std::string& project, RawHours& hours) = 0;
+};
+
 /// The number of today's day.
 double today();
 

@@ -248,4 +248,24 @@ void ServerAttachments::update(const RawAttachment& attachment) {
     server_.run("set data", values, lengths, formats);
 }
 
+// --- the calendar
+
+ServerCalendar::ServerCalendar(RawServer& server) : server_(server) {
+    server_.prepare("week", "select * from workinghours where projectid = $1");
+    server_.prepare("exceptions", "select * from holidays where projectid = $1");
+}
+
+void ServerCalendar::read(const std::string& project, RawHours& hours) {
+    const auto real = [](const RawResult& rows, int row, int column) {
+        return std::bit_cast<double>(numberIn<std::uint64_t>(rows.get(), row, column));
+    };
+    const RawResult week = server_.run("week", {project.c_str()});
+    for (std::size_t day = 0; day < hours.week.size(); ++day)
+        hours.week[day] = real(week, 0, static_cast<int>(day) + 1);
+    const RawResult rows = server_.run("exceptions", {project.c_str()});
+    hours.exceptions.clear();
+    for (int row = 0; row < PQntuples(rows.get()); ++row)
+        hours.exceptions.push_back({real(rows, row, 0), real(rows, row, 1)});
+}
+
 } // namespace corveth::bench

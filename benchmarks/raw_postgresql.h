@@ -92,4 +92,14 @@ private:
     RawServer& server_;
 };
 
+class ServerCalendar final : public RawCalendar {
+public:
+    explicit ServerCalendar(RawServer& server);
+
+    void read(const std::string& project, RawHours& hours) override;
+
+private:
+    RawServer& server_;
+};
+
 } // namespace corveth::bench

@@ -290,4 +290,23 @@ void SqliteAttachments::update(const RawAttachment& attachment) {
     update_.bind(1, std::span<const std::byte>(attachment.data)).bind(2, attachment.id).run();
 }
 
+// --- the calendar
+
+SqliteCalendar::SqliteCalendar(const std::string& file)
+    : database_(openRaw(file)),
+      week_(database_.get(), "Select * From WorkingHours Where ProjectId=?"),
+      exceptions_(database_.get(), "Select * From Holidays Where Projectid=?") {}
+
+void SqliteCalendar::read(const std::string& project, RawHours& hours) {
+    week_.bind(1, project);
+    while (week_.step()) {
+        for (std::size_t day = 0; day < hours.week.size(); ++day)
+            hours.week[day] = week_.real(static_cast<int>(day) + 1);
+    }
+    hours.exceptions.clear();
+    exceptions_.bind(1, project);
+    while (exceptions_.step())
+        hours.exceptions.push_back({exceptions_.real(0), exceptions_.real(1)});
+}
+
 } // namespace corveth::bench

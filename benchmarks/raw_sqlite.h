@@ -108,4 +108,15 @@ private:
     RawStatement load_, insert_, update_, raise_;
 };
 
+class SqliteCalendar final : public RawCalendar {
+public:
+    explicit SqliteCalendar(const std::string& file);
+
+    void read(const std::string& project, RawHours& hours) override;
+
+private:
+    std::unique_ptr<sqlite3, RawClose> database_;
+    RawStatement week_, exceptions_;
+};
+
 } // namespace corveth::bench

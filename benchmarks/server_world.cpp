@@ -116,6 +116,7 @@ ServerWorld::ServerWorld(const std::string& server, bool isOurs, const Size& siz
     rawNotes_ = std::make_unique<ServerNotes>(*rawServer_);
     rawContacts_ = std::make_unique<ServerContacts>(*rawServer_);
     rawAttachments_ = std::make_unique<ServerAttachments>(*rawServer_);
+    rawCalendar_ = std::make_unique<ServerCalendar>(*rawServer_);
 }
 
 ServerWorld::~ServerWorld() {
@@ -155,6 +156,12 @@ void ServerWorld::fill() {
                            RawAttachments::fileSize / piece));
     server.run("select corveth.make_counter('Attachments', 'AT')");
     server.run("select setval('corveth.counter_attachments_at', 1)");
+    server.run(
+        fmt::format("insert into workinghours values ('WH00000002', 0, 8, 8, 8, 8, 8, 0, '{}')", RawCalendar::project));
+    server.run(fmt::format("insert into holidays select {} + i * {}, 0, '{}', 'Bank holiday' "
+                           "from generate_series(0, {}) i",
+                           RawCalendar::firstDay, RawCalendar::daysBetween, RawCalendar::project,
+                           RawCalendar::exceptions - 1));
 }
 
 /// Swept at once: what a turn left would be in the way of the next one's look at the greatest key.

@@ -18,6 +18,7 @@ public:
     [[nodiscard]] RawNotes& rawNotes() noexcept override { return *rawNotes_; }
     [[nodiscard]] RawContacts& rawContacts() noexcept override { return *rawContacts_; }
     [[nodiscard]] RawAttachments& rawAttachments() noexcept override { return *rawAttachments_; }
+    [[nodiscard]] RawCalendar& rawCalendar() noexcept override { return *rawCalendar_; }
     void dropNewNotes(Who who) override;
     void dropNewAttachments(Who who) override;
     [[nodiscard]] std::uint64_t roundTrips(Who who) const override;
@@ -54,6 +55,7 @@ private:
     std::unique_ptr<ServerNotes> rawNotes_;
     std::unique_ptr<ServerContacts> rawContacts_;
     std::unique_ptr<ServerAttachments> rawAttachments_;
+    std::unique_ptr<ServerCalendar> rawCalendar_;
 };
 
 } // namespace corveth::bench

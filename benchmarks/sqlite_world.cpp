@@ -50,6 +50,14 @@ void fillContacts(sqlite3* database, const World& world) {
         add(World::contactId(i), World::companyId(i % companies), i, 2);
 }
 
+void fillCalendar(sqlite3* database) {
+    executeRaw(database, fmt::format("Insert Into WorkingHours Values ('WH00000002', 0, 8, 8, 8, 8, 8, 0, '{}')",
+                                     RawCalendar::project));
+    RawStatement insert(database, "Insert Into Holidays Values (?, 0, ?, 'Bank holiday')");
+    for (int i = 0; i < RawCalendar::exceptions; ++i)
+        insert.bind(1, RawCalendar::firstDay + i * RawCalendar::daysBetween).bind(2, RawCalendar::project).run();
+}
+
 } // namespace
 
 TemporaryFolder::TemporaryFolder(const std::filesystem::path& parent) {
@@ -73,6 +81,7 @@ SqliteWorld::SqliteWorld(const std::filesystem::path& parentFolder, const Size& 
         executeRaw(database.get(), "Begin");
         fillNotes(database.get(), *this);
         fillContacts(database.get(), *this);
+        fillCalendar(database.get());
         executeRaw(database.get(), fmt::format("Insert Into Attachments Values ('{}', 'report.pdf', 'PDF document', "
                                                "{}, {}, 'BG00000001', 'Bug', randomblob({}))",
                                                RawAttachments::fileId, RawAttachments::fileSize, RawAttachments::date,
@@ -85,6 +94,7 @@ SqliteWorld::SqliteWorld(const std::filesystem::path& parentFolder, const Size& 
     rawNotes_ = std::make_unique<SqliteNotes>(rawFile_);
     rawContacts_ = std::make_unique<SqliteContacts>(rawFile_);
     rawAttachments_ = std::make_unique<SqliteAttachments>(rawFile_);
+    rawCalendar_ = std::make_unique<SqliteCalendar>(rawFile_);
     for (const auto& file : {ourFile_, rawFile_})
         others_.push_back(openRaw(file, "NORMAL"));
 }

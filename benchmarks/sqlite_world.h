@@ -29,6 +29,7 @@ public:
     [[nodiscard]] RawNotes& rawNotes() noexcept override { return *rawNotes_; }
     [[nodiscard]] RawContacts& rawContacts() noexcept override { return *rawContacts_; }
     [[nodiscard]] RawAttachments& rawAttachments() noexcept override { return *rawAttachments_; }
+    [[nodiscard]] RawCalendar& rawCalendar() noexcept override { return *rawCalendar_; }
     /// Writes to both databases past the connections that are measured.
     void emptyPageCaches() override;
     void dropNewNotes(Who who) override;
@@ -42,6 +43,7 @@ private:
     std::unique_ptr<SqliteNotes> rawNotes_;
     std::unique_ptr<SqliteContacts> rawContacts_;
     std::unique_ptr<SqliteAttachments> rawAttachments_;
+    std::unique_ptr<SqliteCalendar> rawCalendar_;
     std::vector<std::unique_ptr<sqlite3, RawClose>> others_;
 };
 

@@ -59,9 +59,11 @@ std::optional<int> readNumber(std::string_view text) {
 std::optional<sys_days> readDay(std::string_view text) {
     constexpr std::size_t length = 8;
     if (text.size() != length || text.find_first_not_of("0123456789") != std::string_view::npos) return std::nullopt;
-    const year_month_day date{calendar::year(*readNumber(text.substr(0, 4))),
-                              calendar::month(static_cast<unsigned>(*readNumber(text.substr(4, 2)))),
-                              calendar::day(static_cast<unsigned>(*readNumber(text.substr(6))))};
+    const auto part = [&](std::size_t from, std::size_t count) {
+        return readNumber(text.substr(from, count)).value_or(0);
+    };
+    const year_month_day date{calendar::year(part(0, 4)), calendar::month(static_cast<unsigned>(part(4, 2))),
+                              calendar::day(static_cast<unsigned>(part(6, 2)))};
     if (!date.ok() || date.year() < calendar::year{100}) return std::nullopt;
     return sys_days{date};
 }
@@ -161,7 +163,7 @@ private:
         if (equalNoCase(name, "INTERVAL")) {
             interval_ = *number;
         } else if (equalNoCase(name, "COUNT")) {
-            count_ = *number;
+            count_ = number;
         } else if (equalNoCase(name, "BYMONTH")) {
             month_ = calendar::month(static_cast<unsigned>(*number));
             hasMonth_ = true;

@@ -90,20 +90,20 @@ private:
 };
 
 WorkingCalendar::WorkingCalendar(Text name, Week week, std::vector<ExceptionDay> exceptions)
-    : name_(std::move(name)), week_(std::move(week)), sums_(regularSums()) {
+    : name_(std::move(name)), week_(std::move(week)) {
+    sumUpWeek();
     takeSpecials(std::move(exceptions));
 }
 
-std::optional<WorkingCalendar::Sums> WorkingCalendar::regularSums() const {
-    Sums sums{};
+void WorkingCalendar::sumUpWeek() {
     for (std::size_t day = 0; day < daysOfWeek; ++day) {
         const auto hours = tryHours(week_[day]);
-        if (!hours || *hours < 0) return std::nullopt;
-        sums[day + 1] = sums[day] + *hours;
+        if (!hours || *hours < 0) return;
+        sums_[day + 1] = sums_[day] + *hours;
     }
     for (std::size_t day = 1; day <= daysOfWeek; ++day)
-        sums[daysOfWeek + day] = sums[daysOfWeek] + sums[day];
-    return sums;
+        sums_[daysOfWeek + day] = hoursOfWeek() + sums_[day];
+    isWeekRegular_ = true;
 }
 
 void WorkingCalendar::takeSpecials(std::vector<ExceptionDay> exceptions) {
@@ -135,15 +135,14 @@ std::int16_t WorkingCalendar::hoursOf(Date day) const {
 
 /// Of so many days without exceptions from a weekday on.
 std::int64_t WorkingCalendar::hoursOfWeekdays(std::int64_t weekday, std::int64_t days) const noexcept {
-    const Sums& sums = *sums_;
     const auto from = static_cast<std::size_t>(weekday), to = static_cast<std::size_t>(weekday + days % daysOfWeek);
-    return days / daysOfWeek * sums[daysOfWeek] + sums[to] - sums[from];
+    return days / daysOfWeek * hoursOfWeek() + sums_[to] - sums_[from];
 }
 
 /// How many such days are before the one that brings `hours`, when it is among so many.
 std::optional<std::int64_t> WorkingCalendar::daysUntil(std::int64_t hours, std::int64_t weekday,
                                                        std::int64_t days) const noexcept {
-    const std::int64_t weeks = (hours - 1) / (*sums_)[daysOfWeek];
+    const std::int64_t weeks = (hours - 1) / hoursOfWeek();
     for (std::int64_t day = weeks * daysOfWeek; day < days; ++day) {
         if (hoursOfWeekdays(weekday, day + 1) >= hours) return day;
     }
@@ -199,7 +198,7 @@ std::int16_t WorkingCalendar::between(Date start, Date end, bool includeEnd) con
 
 Date WorkingCalendar::add(Date start, std::int16_t hours) const {
     if (hours <= 0) return start;
-    if (isRegular() && (*sums_)[daysOfWeek] > 0) {
+    if (isRegular() && hoursOfWeek() > 0) {
         if (const auto day = addByWeek(start, hours)) return *day;
     }
     return addByDay(start, hours);

@@ -49,9 +49,10 @@ private:
     /// Of two weeks: the hours of the days before each.
     using Sums = std::array<std::int64_t, 15>;
 
-    [[nodiscard]] std::optional<Sums> regularSums() const;
+    void sumUpWeek();
     void takeSpecials(std::vector<ExceptionDay> exceptions);
-    [[nodiscard]] bool isRegular() const noexcept { return sums_ && !noDay_; }
+    [[nodiscard]] bool isRegular() const noexcept { return isWeekRegular_ && !noDay_; }
+    [[nodiscard]] std::int64_t hoursOfWeek() const noexcept { return sums_[week_.size()]; }
     [[nodiscard]] std::int64_t hoursOfWeekdays(std::int64_t weekday, std::int64_t days) const noexcept;
     [[nodiscard]] std::optional<std::int64_t> daysUntil(std::int64_t hours, std::int64_t weekday,
                                                         std::int64_t days) const noexcept;
@@ -62,9 +63,9 @@ private:
 
     Text name_;
     Week week_;
-    /// Only of a week whose days all have hours that are none below 0: it is the same everywhere, and sums over it only
-    /// grow.
-    std::optional<Sums> sums_;
+    /// All of its days have hours, none below 0: sums over it only grow.
+    bool isWeekRegular_ = false;
+    Sums sums_{};                   ///< of a regular week
     std::vector<Special> specials_; ///< in the order of their days
     std::optional<Value> noDay_;    ///< in its row the search for a day fails that no row before it has
 };

@@ -245,6 +245,7 @@ Text manyRows() {
         const Text bytes(400'000 * static_cast<std::size_t>(i), 'A');
         add("ContactMaster", fmt::format(R"("ContactId": "CN0000000{}", "Pic": "{}")", i, bytes));
     }
+    add("WorkingHours", R"("Id": "WH00000001", "Monday": 7.5, "ProjectId": "")");
     for (int i = 0; i < 1234; ++i)
         add("Participants", fmt::format(R"("ContactId": "CN{:08}", "LinkId": "PT{:08}")", i / 7, i % 7));
     for (int i = 0; i < 1234; ++i) {
@@ -276,6 +277,7 @@ TEST_P(TransferTest, MovesToEveryEngineInPiecesThatFitMemory) {
 }
 
 TEST_P(TransferTest, ADumpIsOfOneMoment) {
+    connection->execute("Delete From WorkingHours");
     connection->execute("Insert Into ContactMaster (ContactId) Values ('CN00000001')");
     connection->execute("Insert Into Notes (NoteId, Title) Values ('NT00000001', 'before')");
     RowDump dump(connectionString());
@@ -315,6 +317,7 @@ TEST_P(TransferTest, TheFirstRowOfManyThatFailsIsNamed) {
 TEST_P(TransferTest, ClientsDriveOneThingAtATime) {
     const Text closed = "3704 Corveth.Transfer: ", open = "3705 Corveth.Transfer: ";
     const auto transfer = make<Transfer>();
+    connection->execute("Delete From WorkingHours");
     EXPECT_THAT(test::raised([&] { static_cast<void>(transfer->ReadLines()); }), StartsWith(closed));
     EXPECT_THAT(test::raised([&] { transfer->AddLines(""); }), StartsWith(closed));
     EXPECT_THAT(test::raised([&] { transfer->Finish(); }), StartsWith(closed));

@@ -57,15 +57,22 @@ class ctContactType(IntEnum):
 class ptCalcMethod(IntEnum):
     """Which figure of a task gives way when another one is assigned."""
     FixedWork = 0
+    """Work is given; the duration follows from work and resources."""
     FixedDuration = 1
+    """The duration is given; work follows from duration and resources."""
     FixedResourse = 2
+    """Resources are given; of work and duration the one follows from the other."""
     None_ = 3
+    """Work and duration have nothing to do with each other."""
 
 class ptType(IntEnum):
     """What a row of the project tree is."""
     PROJECT = 0
+    """The root of a tree."""
     GroupTask = 1
+    """What sums up the items below it."""
     Task = 2
+    """What work is planned and done in."""
 
 class dpType(IntEnum):
     """What a node of the product tree is."""
@@ -242,8 +249,7 @@ class Contact(corveth.Object):
     def Installations(self) -> corveth.Object:
         """Of a class that is not in this build."""
     @property
-    def Tasks(self) -> corveth.Object:
-        """Of a class that is not in this build."""
+    def Tasks(self) -> corveth.prjCorveth.Tasks: ...
     @property
     def Notes(self) -> corveth.prjCorveth.Notes:
         """Made on first read, without filter; the same object afterwards."""
@@ -291,8 +297,7 @@ class Company(corveth.Object):
     Description: str
     ReferredBy: str
     @property
-    def Tasks(self) -> corveth.Object:
-        """Of a class that is not in this build."""
+    def Tasks(self) -> corveth.prjCorveth.Tasks: ...
     @property
     def Notes(self) -> corveth.prjCorveth.Notes:
         """Made on first read, without filter; the same object afterwards."""
@@ -417,3 +422,340 @@ class Attachments(corveth.Object):
     def __call__(self, vntIndexKey: Any) -> corveth.prjCorveth.Attachment: ...
     def __len__(self) -> int: ...
     def __iter__(self) -> Iterator[corveth.prjCorveth.Attachment]: ...
+
+class ProjectTask(corveth.Object):
+    """A project, a group task or a task."""
+    Description: str
+    AwardedAmount: float
+    BudgetedAmount: float
+    Priority: str
+    Status: str
+    """Held in memory only."""
+    SourceType: str
+    BidID: str
+    CalculationMethod: corveth.prjCorveth.ptCalcMethod | int
+    """Recomputes nothing by itself. 6 beyond 16 bits."""
+    EarliestStartDate: str
+    """Assigning a date plans the item from the first working day on, and its finish after it."""
+    PlannedStartDate: str
+    """Assigning it recomputes nothing."""
+    PlannedFinishDate: str
+    """Assigning it recomputes nothing."""
+    @property
+    def ResourceCount(self) -> float:
+        """How many full-time resources the participants are, as last counted."""
+    ActualDuration: float
+    """Working hours from the actual start, else the planned one, to the actual finish, else today."""
+    RemainingDuration: float
+    """Working hours that are left; not stored."""
+    RemainingWork: float
+    """Hours of work that are left."""
+    ExpectedOverrun: float
+    """Hours of work beyond the plan."""
+    ActualFinishDate: str
+    """An item with an actual finish is finished, one without is not."""
+    PlannedDuration: float
+    """Assigning it recomputes work, participants and finish as the calculation method says. A failure comes with
+    the source "Planned duration"."""
+    PlannedWork: float
+    """Assigning it recomputes duration, participants and finish as the calculation method says. A failure brings
+    the earlier work back and comes with the source "Planned Work"."""
+    ActualWorked: float
+    """Hours of work done."""
+    CompletedPercentage: float
+    """From 0 to 100; 100 only when finished."""
+    ActualStartDate: str
+    Finished: bool
+    """True finishes the item today, false takes its actual finish away."""
+    ItemName: str
+    """An empty name becomes the default one of the item's type, and stays."""
+    ItemType: corveth.prjCorveth.ptType | int
+    """To be set before a new item takes its defaults from `Populate`."""
+    @property
+    def Attachments(self) -> corveth.prjCorveth.Attachments:
+        """Of the item; loaded on first read."""
+    @property
+    def Actions(self) -> corveth.prjCorveth.Actions:
+        """Of the item; loaded on first read."""
+    @property
+    def Users(self) -> corveth.prjCorveth.Participants:
+        """Who takes part; loaded on first read."""
+    @property
+    def Version(self) -> corveth.prjCorveth.Version:
+        """The project's; loaded on first read."""
+    @property
+    def Source(self) -> corveth.prjCorveth.LinkItem:
+        """What the project came from; loaded on first read."""
+    @property
+    def ProjectCategory(self) -> corveth.prjCorveth.ProjectType:
+        """The project's category; has its `ID` only."""
+    @property
+    def ParentProject(self) -> corveth.prjCorveth.ParentItem:
+        """The root of the tree; empty without a parent."""
+    ParentId: str
+    """Loads `Parent` and `ParentProject`, unless it is what was assigned last. Can only be assigned."""
+    @property
+    def Parent(self) -> corveth.prjCorveth.ParentItem:
+        """The row right above; empty without a parent."""
+    ID: str
+    """The key of the row; empty for a new one."""
+    def AvailabilityChanged(self) -> None:
+        """To be called when the availability of participants has changed: recomputes what follows from it."""
+    def Update(self) -> None:
+        """Writes the row of `ID`, or a new one whose ID the object takes. What a project hands down is then written to
+        its whole tree and a task is summed up into its ancestors, in one transaction; what fails there goes to the
+        log."""
+    def Populate(self) -> None:
+        """Loads the row of `ID`. Without one the object becomes a new item, planned from its parent's start on, a
+        project from the next working day on."""
+    def UpdateParents(self) -> None:
+        """Sums a task up into its ancestors; nothing for other items."""
+    def Delete(self, bSelf: bool | corveth.ByRef = ...) -> None:
+        """Deletes the item and what is below it, with all that depends on them, and sums its ancestors up anew. A
+        failure is shown in a message box; with `bSelf` all is then undone."""
+
+class Tasks(corveth.Object):
+    """Items of the project tree: those linked to some other item, or the projects of one category."""
+    LinkId: str
+    """The item whose linked tasks `Populate` reads and whose links `UpdateTasks` writes."""
+    def Add(self, ID: str | corveth.ByRef, sKey: str | corveth.ByRef = ...) -> Any:
+        """A new member with the `ID`, loaded, and keyed by `sKey` when that is not empty (457 when it is there
+        already)."""
+    def Item(self, vntIndexKey: Any) -> corveth.prjCorveth.ProjectTask:
+        """By position or key."""
+    @property
+    def Count(self) -> int: ...
+    def Remove(self, vntIndexKey: Any) -> None:
+        """By position or key; the row stays in the database."""
+    @property
+    def NewEnum(self) -> Iterator[corveth.prjCorveth.ProjectTask]: ...
+    def Populate(self) -> None:
+        """Replaces the members by what `LinkId` or the filter names; fails without either."""
+    def UpdateTasks(self) -> None:
+        """Replaces the task links of `LinkId` by links to the members, without a transaction of its own."""
+    def SetCategoryFilter(self, strCategoryId: str) -> None:
+        """The projects of one category; `LinkId` stays."""
+    def __call__(self, vntIndexKey: Any) -> corveth.prjCorveth.ProjectTask: ...
+    def __len__(self) -> int: ...
+    def __iter__(self) -> Iterator[corveth.prjCorveth.ProjectTask]: ...
+
+class ParentItem(corveth.Object):
+    """What a task shows of its parent and of its project."""
+    ParentId: str
+    Description: str
+    AwardedAmount: float
+    BudgetedAmount: float
+    Priority: str
+    Status: str
+    """Whether the item is finished, as `True` or `False`."""
+    ExpectedOverrun: float
+    CompletedPercentage: int
+    EarliestStartDate: str
+    PlannedStartDate: str
+    PlannedFinishDate: str
+    PlannedDuration: float
+    PlannedWork: float
+    ActualStartDate: str
+    ActualFinishDate: str
+    ActualDuration: float
+    RemainingWork: float
+    ActualWorked: float
+    ItemName: str
+    ItemType: int
+    """A number of `ptType`."""
+    VersionID: str
+    BidID: str
+    ProjectId: str
+    """The root of the tree."""
+    SourceId: str
+    SourceType: str
+    ProjectCategoryID: str
+    CalculationMethod: int
+    """A number of `ptCalcMethod`."""
+    @property
+    def ID(self) -> str: ...
+    def Populate(self) -> None:
+        """Loads the row of `ID`; without one everything stays as it is."""
+    def Update(self) -> None:
+        """Writes parent and item type into the row of `ID`, if there is one."""
+    def ClearAllUser(self) -> None:
+        """Deletes all participants of the item from the database."""
+
+class ProjectType(corveth.Object):
+    """A category of projects."""
+    ID: str
+    """The key of the row; empty for a new one."""
+    ParentId: str
+    ItemType: str
+    Description: str
+    ItemIndex: int
+    """How many members stood before this one when its collection took it in."""
+    def DeleteType(self) -> None:
+        """Deletes the row of `ID` and those right below it."""
+
+class ProjectTypes(corveth.Object):
+    """All categories of projects. They are loaded when the object is made, which fails without a connection;
+    changes stay in memory until `Update`."""
+    @property
+    def Count(self) -> int: ...
+    def Parent(self, ID: Any) -> corveth.prjCorveth.ProjectType:
+        """Always fails with 91."""
+    def ProjectItems(self) -> Any:
+        """The members as a `Corveth.Collection`; changes in it are changes here, until `Remove` loads a new list."""
+    def Item(self, ID: Any) -> corveth.prjCorveth.ProjectType:
+        """By key, or by position; Nothing for one that is not there."""
+    def Remove(self, ID: Any) -> None:
+        """Deletes the category and those right below it, and loads all again: what was not saved is lost. Failures go
+        to the log."""
+    def Update(self, ID: Any = ...) -> None:
+        """Saves one category, which then stands last under the ID that it has, or all of them when `ID` is left out.
+        One without an ID gets one."""
+    def AddItem(
+        self,
+        strItemID: str,
+        strParentID: str,
+        strDesc: str,
+        strItemType: str,
+    ) -> corveth.prjCorveth.ProjectType:
+        """A new member, keyed by `strItemID` when that is not empty (457 when it is there already). Nothing is
+        written."""
+    def __call__(self, ID: Any) -> corveth.prjCorveth.ProjectType: ...
+    def __len__(self) -> int: ...
+    def __iter__(self) -> Iterator[corveth.prjCorveth.ProjectType]: ...
+
+class Participant(corveth.Object):
+    """A contact who takes part in an item; the two name the row."""
+    Description: str
+    """The contact's name, as the last `Populate` found it."""
+    LinkId: str
+    """The ID of the item."""
+    ID: str
+    """The ID of the contact."""
+    Role: str
+    Permission: str
+    WorkDone: float
+    """Hours."""
+    WorkAlloted: float
+    """Hours."""
+    Rate: float
+    Amount: float
+    Account: str
+    Billable: bool
+    Comment: str
+    Availability: float
+    """Percentage of one full-time resource."""
+    WorkCalcMethod: corveth.prjCorveth.ptCalcMethod | int
+    """Held in memory only."""
+    PlanWork: float
+    """Held in memory only."""
+    PlanDuration: float
+    """Held in memory only."""
+    Resource: float
+    """Held in memory only."""
+    def Populate(self) -> None:
+        """Loads the row of `ID` and `LinkId`. A contact who is not assigned becomes a billable team member, fully
+        available, and `LinkId` empty."""
+    def Update(self) -> None:
+        """Writes the row of `ID` and `LinkId`, a new one when there is none."""
+    def getTaskCount(self) -> int:
+        """Always fails."""
+    def DeleteParticipant(self) -> None:
+        """Deletes the row of `ID` and `LinkId`."""
+
+class Participants(corveth.Object):
+    """The participants of one item."""
+    def getTotalAvilability(self) -> float:
+        """The sum over the members; 100 is one full-time resource."""
+    def GetTotalAllotedHours(self) -> float:
+        """The sum over the members."""
+    def Clear(self) -> None:
+        """Drops the members; nothing is deleted."""
+    LinkId: str
+    """The item whose participants `Populate` reads and `UpdateParticipants` writes."""
+    def Populate(self) -> None:
+        """Replaces the members by the participants of `LinkId`; by none when that is empty."""
+    def AddItem(self, Item: corveth.prjCorveth.Participant) -> None:
+        """Appends `Item`, keyed by its contact (error 10 when that is there already); Nothing is passed over. Nothing
+        is written."""
+    def Add(self, ID: str | corveth.ByRef, sKey: str | corveth.ByRef = ...) -> corveth.prjCorveth.Participant:
+        """A new member with the `ID`, loaded, and keyed by `sKey` when that is not empty (457 when it is there
+        already)."""
+    def Item(self, vntIndexKey: Any) -> corveth.prjCorveth.Participant:
+        """By position or key."""
+    @property
+    def Count(self) -> int: ...
+    def Remove(self, vntIndexKey: Any) -> None:
+        """By position or key; the row stays in the database."""
+    @property
+    def NewEnum(self) -> Iterator[corveth.prjCorveth.Participant]: ...
+    def UpdateParticipants(self) -> None:
+        """Replaces the participants of `LinkId` by the members, without a transaction of its own."""
+    def __call__(self, vntIndexKey: Any) -> corveth.prjCorveth.Participant: ...
+    def __len__(self) -> int: ...
+    def __iter__(self) -> Iterator[corveth.prjCorveth.Participant]: ...
+
+class Version(corveth.Object):
+    """A named release of a product."""
+    VersionName: str
+    Description: str
+    ReleaseDate: str
+    """A date as text; empty for none."""
+    ID: str
+    """The key of the row; empty for a new one."""
+    def Populate(self) -> None:
+        """Loads the row of `ID`; without one the texts become empty. A Null date leaves the one that is held; 94 for a
+        Null name."""
+    def Update(self) -> None:
+        """Writes the row of `ID`; when there is none, a new one, and `ID` becomes its."""
+
+class Action(corveth.Object):
+    """Something to be done about an item."""
+    Description: str
+    Priority: str
+    FinishBy: str
+    """A date as text; empty for none."""
+    PercentageCompleted: int
+    FinishDate: str
+    """A date as text; empty for none."""
+    LinkId: str
+    """The ID of the item that the action belongs to."""
+    @property
+    def Task(self) -> corveth.prjCorveth.LinkItem:
+        """The task that it is done in; looked up on first read after a `Populate`."""
+    @property
+    def LinkType(self) -> str:
+        """The display name of the type of `LinkId`."""
+    @property
+    def AssignedTo(self) -> corveth.prjCorveth.LinkItem:
+        """Who is to do it; looked up on first read after a `Populate`."""
+    ID: str
+    """The key of the row; empty for a new one."""
+    def Populate(self) -> None:
+        """Loads the row of `ID`; without one it becomes a new action. A Null date leaves the one that is held."""
+    def Update(self) -> None:
+        """Writes the row of `ID`; when there is none, a new one of that ID, or of one of its own when `ID` is empty."""
+    def DeleteAction(self, bSelf: bool | corveth.ByRef = ...) -> None:
+        """Deletes the action with its links and participants; with `bSelf` in a transaction of its own."""
+
+class Actions(corveth.Object):
+    """The actions of one item."""
+    def AddItem(self, Item: corveth.prjCorveth.Action) -> Any:
+        """Appends `Item`, keyed by its `ID` when that is not empty. Nothing is written; the result is empty."""
+    def Item(self, vntIndexKey: Any) -> corveth.prjCorveth.Action:
+        """By position or key."""
+    LinkId: str
+    """The item whose actions `Populate` reads and `UpdateActions` writes."""
+    @property
+    def Count(self) -> int: ...
+    def Remove(self, vntIndexKey: Any) -> None:
+        """By position or key; the row stays in the database."""
+    @property
+    def NewEnum(self) -> Iterator[corveth.prjCorveth.Action]: ...
+    def Populate(self) -> None:
+        """Appends the actions of `LinkId` to the members; fails at one that is a member already."""
+    def UpdateActions(self) -> None:
+        """Replaces the actions of `LinkId` by the members, which keep the IDs that they have, without a transaction of
+        its own. The first failure ends it; what was done stays."""
+    def __call__(self, vntIndexKey: Any) -> corveth.prjCorveth.Action: ...
+    def __len__(self) -> int: ...
+    def __iter__(self) -> Iterator[corveth.prjCorveth.Action]: ...

@@ -249,7 +249,8 @@ class Contact(corveth.Object):
     def Installations(self) -> corveth.Object:
         """Of a class that is not in this build."""
     @property
-    def Tasks(self) -> corveth.prjCorveth.Tasks: ...
+    def Tasks(self) -> corveth.prjCorveth.Tasks:
+        """Made on first read, without filter; the same object afterwards."""
     @property
     def Notes(self) -> corveth.prjCorveth.Notes:
         """Made on first read, without filter; the same object afterwards."""
@@ -297,7 +298,8 @@ class Company(corveth.Object):
     Description: str
     ReferredBy: str
     @property
-    def Tasks(self) -> corveth.prjCorveth.Tasks: ...
+    def Tasks(self) -> corveth.prjCorveth.Tasks:
+        """Made on first read, without filter; the same object afterwards."""
     @property
     def Notes(self) -> corveth.prjCorveth.Notes:
         """Made on first read, without filter; the same object afterwards."""

@@ -74,18 +74,18 @@ Variant ArgumentReader::read(const Json& given, const std::string& type, const C
     }
 }
 
+std::string ArgumentReader::withoutLabel(std::string given) const {
+    if (given.starts_with("@@")) return given.substr(1);
+    if (!given.starts_with('@')) return given;
+    const std::string label = given.substr(1);
+    const auto found = labels_.find(label);
+    if (found != labels_.end()) return found->second;
+    throw Failure(5, "corveth", fmt::format("there is no label \"{}\"; write @@ for a plain @", label));
+}
+
 Variant ArgumentReader::readText(std::string text, const std::string& type, const ClassDescription& owner) const {
     if (text.starts_with(filePrefix)) return readFile(text.substr(filePrefix.size()), type);
-    if (text.starts_with("@@")) {
-        text.erase(0, 1);
-    } else if (text.starts_with('@')) {
-        const std::string label = text.substr(1);
-        const auto found = labels_.find(label);
-        if (found == labels_.end()) {
-            throw Failure(5, "corveth", fmt::format("there is no label \"{}\"; write @@ for a plain @", label));
-        }
-        text = found->second;
-    }
+    text = withoutLabel(std::move(text));
     if (type.starts_with(enumPrefix)) {
         const auto info = owner.enums.find(type.substr(enumPrefix.size()));
         return info == owner.enums.end() ? Variant(text) : enumValue(text, info->second);

@@ -22,6 +22,9 @@ public:
     [[nodiscard]] client::Variant read(const Json& given, const std::string& type,
                                        const client::ClassDescription& owner) const;
 
+    /// `@LABEL` stands for a label's key, `@@` for a plain `@`. 5 for an unknown label.
+    [[nodiscard]] std::string withoutLabel(std::string given) const;
+
 private:
     [[nodiscard]] client::Variant readText(std::string text, const std::string& type,
                                            const client::ClassDescription& owner) const;

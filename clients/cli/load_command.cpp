@@ -15,6 +15,7 @@ namespace {
 
 struct Line {
     std::string className;
+    std::string key;
     std::string label;
     Edit edit;
 };
@@ -77,6 +78,9 @@ Line readLine(const std::string& text) {
     for (const auto& [name, value] : json.items()) {
         if (name == "class") {
             line.className = textOf(value, "class");
+        } else if (name == "key") {
+            line.key = textOf(value, "key");
+            if (line.key.empty()) refuse("\"key\" must name a row");
         } else if (name == "as") {
             line.label = textOf(value, "as");
             const bool isPlain = !line.label.empty() && line.label[0] != '@' && !line.label.starts_with("file:");
@@ -92,7 +96,7 @@ Line readLine(const std::string& text) {
         } else if (name == "corveth" || name == "table" || name == "row" || name == "rows") {
             refuse("this is of a dump: load it with --keep-keys");
         } else {
-            refuse(fmt::format("\"{}\" is none of class, as, set and call", name));
+            refuse(fmt::format("\"{}\" is none of class, key, as, set and call", name));
         }
     }
     if (line.className.empty()) refuse("\"class\" is missing");
@@ -126,7 +130,8 @@ private:
     void loadLine(const std::string& text) {
         const Line line = readLine(text);
         if (labels_.contains(line.label)) refuse(fmt::format("the label \"{}\" is given twice", line.label));
-        const std::string key = saveRecord(session_, reader_, line.className, "", line.edit);
+        const std::string key =
+            saveRecord(session_, reader_, line.className, reader_.withoutLabel(line.key), line.edit);
         session_.requireNoMessageBox();
         if (!line.label.empty()) labels_.emplace(line.label, key);
     }

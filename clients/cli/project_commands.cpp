@@ -140,6 +140,16 @@ std::string typeText(const PlanItem& item) {
     }
 }
 
+/// The flag of a group is the average of those below it, so it is set as soon as one of them is.
+bool isDone(const PlanItem& item) {
+    return item.isFinished && (item.type == PlanItem::task || item.percentage >= 100);
+}
+
+std::string finishedText(const PlanItem& item) {
+    if (!item.isFinished) return {};
+    return isDone(item) ? "yes" : "partly";
+}
+
 std::string nameText(const PlanItem& item) {
     return item.name.empty() ? "(no name)" : item.name;
 }
@@ -166,7 +176,7 @@ std::string treeTable(const std::vector<OutlineRow>& rows) {
                       number(item.percentage),
                       number(item.resources),
                       number(item.overrun),
-                      {item.isFinished ? "yes" : ""},
+                      {finishedText(item)},
                       {row.remark}});
     }
     table.dropEmptyColumns(withoutRemark);
@@ -290,7 +300,7 @@ std::string workText(const PlanItem& item) {
     std::string text = fmt::format("{} h of {} h of work done, {} %", figureText(item.worked, 1),
                                    figureText(item.work, 1), figureText(std::floor(item.percentage), 0));
     if (item.overrun > 0) text += fmt::format(", {} h beyond the plan", figureText(item.overrun, 1));
-    if (item.isFinished) text += ", finished";
+    if (isDone(item)) text += ", finished";
     return text;
 }
 
@@ -312,7 +322,7 @@ GanttRow ganttRow(const OutlineRow& row) {
             .finish = dayOf(item.plannedFinish),
             .percentage = item.percentage,
             .overrun = item.overrun,
-            .isFinished = item.isFinished,
+            .isFinished = isDone(item),
             .isApart = !row.remark.empty()};
 }
 

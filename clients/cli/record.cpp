@@ -121,6 +121,30 @@ Reading readProperty(const LateObject& object, const MemberDescription& member) 
     return reading;
 }
 
+struct Place {
+    LateObject owner;
+    std::string member;
+};
+
+/// Where a dotted name leads, through object properties.
+Place ownerOf(const LateObject& object, const std::string& path) {
+    Place place{object, path};
+    for (auto dot = path.find('.'); dot != std::string::npos; dot = place.member.find('.')) {
+        const std::string part = place.member.substr(0, dot);
+        const ClassDescription& description = place.owner.description();
+        memberNamed(description, part);
+        Variant next = place.owner.get(part);
+        auto* held = std::get_if<LateObject>(&next);
+        if (held == nullptr) {
+            throw Failure(424, description.name, fmt::format("{}.{} is no object", description.name, part));
+        }
+        if (!*held) throw Failure(91, description.name, part + " holds no object");
+        place.member.erase(0, dot + 1);
+        place.owner = std::move(*held);
+    }
+    return place;
+}
+
 } // namespace
 
 std::string textLiteral(const std::string& text) {
@@ -165,21 +189,7 @@ LateObject existingRecord(const Session& session, const ClassModel& model, const
 
 void assign(const LateObject& object, const ArgumentReader& reader, const Assignment& assignment) {
     const auto& [path, given] = assignment;
-    LateObject owner = object;
-    std::string name = path;
-    for (auto dot = name.find('.'); dot != std::string::npos; dot = name.find('.')) {
-        const std::string part = name.substr(0, dot);
-        memberNamed(owner.description(), part);
-        Variant next = owner.get(part);
-        auto* held = std::get_if<LateObject>(&next);
-        if (held == nullptr) {
-            throw Failure(424, owner.description().name,
-                          fmt::format("{}.{} is no object", owner.description().name, part));
-        }
-        if (!*held) throw Failure(91, owner.description().name, part + " holds no object");
-        owner = std::move(*held);
-        name.erase(0, dot + 1);
-    }
+    const auto [owner, name] = ownerOf(object, path);
     const ClassDescription& description = owner.description();
     const auto* slot = slotOf(description, name, MemberKind::let, MemberKind::set);
     if (slot == nullptr) {
@@ -218,8 +228,9 @@ std::string saveRecord(const Session& session, const ArgumentReader& reader, con
     for (const auto& assignment : edit.assignments)
         assign(object, reader, assignment);
     for (const auto& call : edit.calls) {
-        refuseRemovalWithoutKey(object, model, call.method);
-        callMember(object, reader, call);
+        const auto [owner, method] = ownerOf(object, call.method);
+        refuseRemovalWithoutKey(owner, session.library().model(owner.description().progId), method);
+        callMember(owner, reader, {method, call.arguments});
     }
 
     const std::string before = keyText(object, model);

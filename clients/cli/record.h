@@ -12,7 +12,7 @@ namespace corveth::cli {
 /// A property, its name dotted when it goes through an object property, and what it is given.
 using Assignment = std::pair<std::string, Json>;
 struct Call {
-    std::string method;
+    std::string method; ///< dotted like a property where an edit calls it
     std::vector<Json> arguments;
 };
 

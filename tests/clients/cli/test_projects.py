@@ -3,6 +3,7 @@
 import contextlib
 import datetime
 import json
+import pathlib
 import re
 import sqlite3
 import unittest
@@ -10,6 +11,7 @@ import xml.etree.ElementTree as xml
 
 from test_cli import CommandLine, run
 
+EXAMPLES = pathlib.Path(__file__).parents[3] / "examples"
 ROOT = "PT00000001"
 SVG = "{http://www.w3.org/2000/svg}"
 COLUMNS = {"name": "ItemName", "type": "ItemType", "start": "PlnStartDate", "finish": "PlnFinishDate",
@@ -68,7 +70,7 @@ SMALL = [
     (1, 1, {"type": 0, "name": "Walkway", "start": "2026-11-02", "finish": "2026-11-20", "duration": 120, "work": 88.5,
             "worked": 30, "percent": 33.333333, "users": 2.5, "overrun": 4}),
     (2, 1, {"type": 1, "name": "Prepare", "start": "2026-11-05", "finish": "2026-11-20"}),
-    (3, 1, {"type": 1, "name": "漢字 pit", "start": "2026-11-02", "finish": "2026-11-04"}),
+    (3, 1, {"type": 1, "name": "漢字 pit", "start": "2026-11-02", "finish": "2026-11-04", "finished": -1}),
     (4, 2, {"name": "Same day, later key", "start": "2026-11-05", "finish": "2026-11-06"}),
     (5, 2, {"name": "No dates"}),
     (6, 2, {"name": "First\nof all", "start": 46331.5, "finish": "2026-11-06", "finished": -1}),
@@ -84,7 +86,7 @@ class Trees(Projects):
                                            "Finished".split())
         self.assertEqual([re.sub(" +", " ", line.removeprefix("PT0000000")) for line in lines[2:]], [
             "1 Walkway Project 2026-11-02 2026-11-20 120 88.5 30 33.33 2.5 4",
-            "3 ├─ 漢字 pit Group 2026-11-02 2026-11-04 0 0 0 0 0 0",
+            "3 ├─ 漢字 pit Group 2026-11-02 2026-11-04 0 0 0 0 0 0 partly",
             "7 │ └─ (no name) Task 0 0 0 0 0 0",
             "2 └─ Prepare Group 2026-11-05 2026-11-20 0 0 0 0 0 0",
             "4 ├─ Same day, later key Task 2026-11-05 2026-11-06 0 0 0 0 0 0",
@@ -191,7 +193,7 @@ class Charts(Projects):
         start = "2026-11-02"
         self.make([
             (1, 1, {"type": 0, "name": "Root", "start": start, "finish": "2026-11-20", "percent": 50}),
-            (2, 1, {"type": 1, "name": "Group", "start": start, "finish": "2026-11-10", "percent": 0}),
+            (2, 1, {"type": 1, "name": "Group", "start": start, "finish": "2026-11-10", "finished": -1}),
             (3, 2, {"name": "one day", "start": start, "finish": start, "percent": 25}),
             (4, 2, {"name": "five days", "start": start, "finish": "2026-11-06", "percent": 99.99, "overrun": 12.5}),
             (5, 2, {"name": "finished", "start": day(start) + .7, "finish": day(start) + .2, "percent": 100,
@@ -352,6 +354,84 @@ class Charts(Projects):
                 self.assertEqual(result[:2], (status, output))
                 self.assertIn(errors, result[2])
                 self.assertEqual(there.read_text(encoding="utf-8"), content)
+
+
+class Example(CommandLine):
+    """The project that ships, loaded after the contacts."""
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.database = str(cls.folder / "example.db")
+        for command in (["init", cls.database], ["load", cls.database, str(EXAMPLES / "contacts.jsonl")],
+                        ["load", cls.database, str(EXAMPLES / "project.jsonl")]):
+            status, _, errors = run(*command)
+            assert status == 0, errors
+
+    def test_its_figures_hang_together(self):
+        top = json.loads(run("tree", "--json", self.database, ROOT)[1])
+        self.assertEqual(top["apart"], [])
+        groups = top["children"]
+        tasks = [task for group in groups for task in group["children"]]
+        self.assertEqual((len(groups), len(tasks)), (5, 30))
+        methods = dict(self.rows(self.database, "select Id, CalcMethod from Projects"))
+        self.assertEqual({methods[task["ID"]] for task in tasks}, {0, 1, 2, 3})
+        for task in tasks:
+            with self.subTest(task["ItemName"]):
+                (share, allotted), = self.rows(self.database, f"select sum(Availability), sum(AllotedHrs) "
+                                                              f"from Participants where LinkId = '{task['ID']}'")
+                self.assertEqual(share, task["ResourceCount"] * 100)
+                self.assertAlmostEqual(allotted, task["PlannedWork"], places=4)
+                if methods[task["ID"]] != 3:
+                    by_duration = task["ResourceCount"] * task["PlannedDuration"]
+                    self.assertAlmostEqual(task["PlannedWork"], by_duration, places=4)
+        for parent in (top, *groups):
+            with self.subTest(parent["ItemName"]):
+                below = parent["children"]
+                for sums in ("PlannedWork", "ActualWorked", "RemainingWork", "ExpectedOverrun", "ResourceCount"):
+                    self.assertAlmostEqual(parent[sums], sum(child[sums] for child in below), places=3, msg=sums)
+                self.assertEqual(parent["PlannedStartDate"], min(child["PlannedStartDate"] for child in below))
+                self.assertEqual(parent["PlannedFinishDate"], max(child["PlannedFinishDate"] for child in below))
+        self.assertEqual(run("check", self.database)[:2], (0, "No problems found.\n"))
+
+    def test_what_a_line_of_load_does_to_a_row_that_is_there(self):
+        def rows():
+            return self.rows(self.database, "select LinkId, ContactId, Role from Participants order by 1, 2") + \
+                self.rows(self.database, "select Id, ItemName, Description from Projects order by 1")
+
+        person = {"class": "Participant", "as": "who", "set": {"LinkId": number(31), "ID": "CN00000004"}}
+        task = {"class": "ProjectTask", "key": number(31)}
+        for name, lines, words in [
+            ("by its key", [{**task, "key": number(31).lower(), "set": {"Description": "Mind the noise"}}], None),
+            ("by a label", [person, {"class": "Participant", "key": "@who", "as": "again", "set": {"Role": "Guest"}},
+                            {"class": "Participant", "key": "@again", "set": {"Comment": "Paid"}}], None),
+            ("a method of an object property",
+             [{**task, "call": [["Users.Remove", "CN00000004"], ["Users.UpdateParticipants"]]}], None),
+            ("no such row", [{"class": "Note", "set": {"LinkId": "CN00000001"}}, {**task, "key": "PT99999999"}],
+             "line 2: there is no ProjectTask with the key"),
+            ("no such label", [{**task, "key": "@none"}], 'line 1: there is no label "none"'),
+            ("an empty key", [{**task, "key": ""}], 'line 1: "key" must name a row'),
+            ("a number", [{**task, "key": 31}], 'line 1: "key" must be a text'),
+            ("no such property", [{**task, "call": [["Uses.Clear"]]}], "did you mean Users?"),
+            ("a property that is no object", [{**task, "call": [["ItemName.Clear"]]}],
+             "ProjectTask.ItemName is no object"),
+            ("a removal without a key", [{**task, "call": [["ProjectCategory.DeleteType"]]}],
+             "line 1: DeleteType needs the key of a row; this ProjectType has none"),
+        ]:
+            with self.subTest(name):
+                before, notes = rows(), self.rows(self.database, "select count(*) from Notes")
+                given = "\n".join(json.dumps(line) for line in lines)
+                status, output, errors = run("load", self.database, "-", given=given)
+                if words is None:
+                    self.assertEqual((status, errors), (0, ""))
+                    self.assertNotEqual(rows(), before)
+                else:
+                    self.assertEqual((status, output), (1, ""))
+                    self.assertIn(words, errors)
+                    self.assertEqual((rows(), self.rows(self.database, "select count(*) from Notes")), (before, notes))
+        self.assertEqual(self.rows(self.database, f"select Description from Projects where Id = '{number(31)}'"),
+                         [("Mind the noise",)])
+        self.assertEqual(self.rows(self.database, "select * from Participants where ContactId = 'CN00000004'"), [])
 
 
 if __name__ == "__main__":

@@ -79,6 +79,26 @@ def change_note() -> None:
     print(rs.Fields("Title").Value, rs.Fields("Note").Value, sep=": ")
 
 
+def report_work() -> None:
+    site = corveth.Dispatch("prjCorveth.ProjectTask")
+    site.ItemType = corveth.prjCorveth.ptType.PROJECT
+    site.Populate()
+    site.ItemName = "New dimmer racks"
+    site.Update()
+    for name, hours in (("Take the old ones out", 8), ("Mount twelve racks", 24)):
+        task = corveth.Dispatch("prjCorveth.ProjectTask")
+        task.ParentId, task.ItemType = site.ID, corveth.prjCorveth.ptType.Task
+        task.Populate()
+        task.ItemName, task.PlannedWork = name, hours
+        task.Update()
+    task.ActualWorked = 20
+    task.Update()
+    site.Populate()
+    print(f"{task.ItemName}: {task.CompletedPercentage:.1f} %, {task.RemainingWork:g} h remain")
+    print(f"{site.ItemName}: {site.CompletedPercentage:.1f} % of {site.PlannedWork:g} h, "
+          f"{site.PlannedDuration:g} working hours long")
+
+
 def delete_company() -> None:
     company = corveth.Dispatch("prjCorveth.Contact")
     company.ID = "CM00000005"
@@ -98,5 +118,5 @@ def run(step: Callable[[], None]) -> None:
     step()
 
 
-for step in (open_database, load_examples, list_people, show_contact, change_note, delete_company):
+for step in (open_database, load_examples, list_people, show_contact, change_note, report_work, delete_company):
     run(step)

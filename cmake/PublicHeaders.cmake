@@ -20,6 +20,8 @@ set(platform_headers
 # What the classes themselves are written with.
 set(internal_headers
     contacts/contact_columns.h
+    scheduling/day_column.h
+    scheduling/roll_up.h
     services/check_rules.h
     services/dump_line.h
     services/row_dump.h

@@ -33,6 +33,8 @@ constexpr Operation operations[] = {
     {"read a file of 5 MB", Measure::ratio, 1.3, &readFile},
     {"working hours of ten years, 100 exceptions", Measure::ratio, 1.45, &hoursOfTenYears},
     {"add 20,000 working hours, 100 exceptions", Measure::ratio, 1.45, &addManyHours},
+    {"save a task of 1,111 rows and sum up", Measure::ratio, 1.4, &saveTask},
+    {"save a task and sum up, 50 in a transaction", Measure::ratio, 1.6, &saveTasksInTransaction},
     {"property get through Invoke", Measure::difference, 100, &propertyGet},
     {"property let through Invoke", Measure::difference, 100, &propertyLet},
     {"method call through Invoke", Measure::difference, 100, &methodCall},
@@ -57,6 +59,8 @@ constexpr Operation serverOperations[] = {
     {"read a file of 5 MB", Measure::ratio, 1.3, &readFile},
     {"working hours of ten years, 100 exceptions", Measure::ratio, 1.45, &hoursOfTenYears},
     {"add 20,000 working hours, 100 exceptions", Measure::ratio, 1.45, &addManyHours},
+    {"save a task of 1,111 rows and sum up", Measure::ratio, 1.4, &saveTask},
+    {"save a task and sum up, 50 in a transaction", Measure::ratio, 1.6, &saveTasksInTransaction},
 };
 
 struct Options {

@@ -45,6 +45,10 @@ FileMemory memoryOfFile(World& world);
 Pair hoursOfTenYears(World& world);
 Pair addManyHours(World& world);
 
+// Tasks of a project.
+Pair saveTask(World& world);
+Pair saveTasksInTransaction(World& world);
+
 // Calls through the binary interface, against the direct call.
 Pair propertyGet(World& world);
 Pair propertyLet(World& world);

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -118,6 +119,75 @@ public:
 
     /// The row of the week, then those of the exceptions; of each only what is counted with.
     virtual void read(const std::string& project, RawHours& hours) = 0;
+};
+
+/// A row of the projects, by column; numbers stand apart.
+struct RawTask {
+    static constexpr int columnCount = 29, firstNumber = 6, lastNumber = 23;
+    static constexpr std::size_t id = 0, parentId = 1, projectId = 2, plannedWork = 13, remainingWork = 15,
+                                 actualWorked = 17, percentage = 18;
+
+    static constexpr bool isNumber(int column) { return column >= firstNumber && column <= lastNumber; }
+
+    std::array<std::string, columnCount> texts;
+    std::array<double, columnCount> numbers{}; ///< 0 for Null
+};
+
+/// What the rows below one come to, as the query has it.
+struct RawSums {
+    static constexpr int columnCount = 15; ///< the first is the row's key
+    static constexpr std::size_t earliestStart = 2, plannedStart = 3, plannedFinish = 4, plannedWork = 5, users = 6,
+                                 actualDuration = 7, remainingWork = 9, actualWorked = 10, overrun = 11,
+                                 actualStart = 12, actualFinish = 13, finished = 14;
+
+    std::string id;
+    std::array<std::optional<double>, columnCount> numbers;
+};
+
+class RawTasks {
+public:
+    // What is there from the beginning: a project with groups of groups of tasks, and no calendar of its own.
+    static constexpr int groups = 10, subgroups = 100, tasks = 1000;
+    /// The statement that makes all rows.
+    static std::string rows();
+    static std::string taskId(int number); ///< from 0
+
+    virtual ~RawTasks() = default;
+
+    virtual void begin() = 0;
+    virtual void commit() = 0;
+    /// Writes how much of a task is done, then sums up the rows above it in a transaction, one within what is open.
+    void save(const std::string& id, double done, bool isInTransaction);
+
+protected:
+    // `id` is how the engine writes a parameter.
+    static std::string clearStatement(const char* id);
+    static std::string sumStatement(const char* id);
+    /// In the order in which a row is written: duration, work, days, and so on to whether it is finished.
+    static std::array<std::optional<double>, 14> written(double hours, double percentage, const RawSums& sums);
+
+private:
+    void rollUp(std::string id, const std::string& projectId);
+    [[nodiscard]] double hoursOf(const RawSums& sums, const std::string& projectId);
+
+    virtual void beginInner() = 0;
+    virtual void commitInner() = 0;
+    virtual bool load(const std::string& id, RawTask& task) = 0;
+    virtual void update(const RawTask& task) = 0;
+    virtual void clear(const std::string& id) = 0;
+    virtual bool sum(const std::string& id, RawSums& sums) = 0;
+    /// `hours` and `percentage` besides the sums.
+    virtual void write(const std::string& id, double hours, double percentage, const RawSums& sums) = 0;
+    /// The row's key and its parent's; false without the row.
+    virtual bool above(const std::string& id, std::string& key, std::string& parentId) = 0;
+    // With an empty key those of no project. False without a row.
+    virtual bool readWeek(const std::string& projectId, RawHours& hours) = 0;
+    virtual bool readExceptions(const std::string& projectId, RawHours& hours) = 0;
+
+    RawTask found_;
+    RawSums sums_;
+    RawHours hours_;
+    std::string key_, parentId_;
 };
 
 /// The number of today's day.

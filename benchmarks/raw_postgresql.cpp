@@ -24,6 +24,10 @@ Number numberIn(const PGresult* rows, int row, int column) {
     return static_cast<Number>(bits);
 }
 
+double realIn(const PGresult* rows, int row, int column) {
+    return std::bit_cast<double>(numberIn<std::uint64_t>(rows, row, column));
+}
+
 void readRow(const PGresult* rows, int row, RawNote& note) {
     note.id = cell(rows, row, 0);
     note.linkId = cell(rows, row, 1);
@@ -266,6 +270,99 @@ void ServerCalendar::read(const std::string& project, RawHours& hours) {
     hours.exceptions.clear();
     for (int row = 0; row < PQntuples(rows.get()); ++row)
         hours.exceptions.push_back({real(rows, row, 0), real(rows, row, 1)});
+}
+
+// --- tasks
+
+ServerTasks::ServerTasks(RawServer& server) : server_(server) {
+    server_.prepare("savepoint", "savepoint inner_one");
+    server_.prepare("release", "release inner_one");
+    server_.prepare("task", "select * from projects where id = $1");
+    server_.prepare("work", "update projects set remainingwork = $1, actworkduration = $2, perccompleted = $3 "
+                            "where id = $4");
+    server_.prepare("clear", clearStatement("$1").c_str());
+    server_.prepare("sum", sumStatement("$1").c_str());
+    server_.prepare("write", "update projects set plnduration = $1, plnwork = $2, earlieststartdate = $3, "
+                             "plnstartdate = $4, plnfinishdate = $5, users = $6, actduration = $7, remainingwork = $8, "
+                             "actworkduration = $9, perccompleted = $10, exptoverrun = $11, actstartdate = $12, "
+                             "actfinishdate = $13, finished = $14 where id = $15");
+    server_.prepare("above", "select id, parentid from projects where id = $1");
+    server_.prepare("common week", "select * from workinghours where projectid = '' or projectid is null");
+    server_.prepare("common exceptions", "select * from holidays where projectid = '' or projectid is null");
+}
+
+bool ServerTasks::load(const std::string& id, RawTask& task) {
+    const RawResult rows = server_.run("task", {id.c_str()});
+    if (PQntuples(rows.get()) == 0) return false;
+    for (int column = 0; column < RawTask::columnCount; ++column) {
+        const auto place = static_cast<std::size_t>(column);
+        if (!RawTask::isNumber(column)) {
+            task.texts[place] = cell(rows.get(), 0, column);
+        } else if (PQgetlength(rows.get(), 0, column) == sizeof(double)) {
+            task.numbers[place] = realIn(rows.get(), 0, column);
+        } else { // a whole number, or Null
+            task.numbers[place] = numberIn<int>(rows.get(), 0, column);
+        }
+    }
+    return true;
+}
+
+void ServerTasks::update(const RawTask& task) {
+    const auto text = [&](std::size_t column) { return fmt::format("{}", task.numbers[column]); };
+    const std::string remaining = text(RawTask::remainingWork), done = text(RawTask::actualWorked),
+                      percentage = text(RawTask::percentage);
+    server_.run("work", {remaining.c_str(), done.c_str(), percentage.c_str(), task.texts[RawTask::id].c_str()});
+}
+
+bool ServerTasks::sum(const std::string& id, RawSums& sums) {
+    const RawResult rows = server_.run("sum", {id.c_str()});
+    if (PQntuples(rows.get()) == 0) return false;
+    sums.id = cell(rows.get(), 0, 0);
+    for (int column = 1; column < RawSums::columnCount; ++column) {
+        auto& number = sums.numbers[static_cast<std::size_t>(column)];
+        number = PQgetisnull(rows.get(), 0, column) != 0 ? std::nullopt : std::optional(realIn(rows.get(), 0, column));
+    }
+    return true;
+}
+
+void ServerTasks::write(const std::string& id, double hours, double percentage, const RawSums& sums) {
+    const auto numbers = written(hours, percentage, sums);
+    std::array<std::string, std::tuple_size_v<decltype(numbers)>> texts;
+    std::array<const char*, std::tuple_size_v<decltype(texts)> + 1> values{};
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        if (!numbers[i]) continue;
+        texts[i] = fmt::format("{}", *numbers[i]);
+        values[i] = texts[i].c_str();
+    }
+    values.back() = id.c_str();
+    constexpr std::array<int, std::tuple_size_v<decltype(values)>> asText{};
+    server_.run("write", values, asText, asText);
+}
+
+bool ServerTasks::above(const std::string& id, std::string& key, std::string& parentId) {
+    const RawResult rows = server_.run("above", {id.c_str()});
+    if (PQntuples(rows.get()) == 0) return false;
+    key = cell(rows.get(), 0, 0);
+    parentId = cell(rows.get(), 0, 1);
+    return true;
+}
+
+bool ServerTasks::readWeek(const std::string& projectId, RawHours& hours) {
+    const RawResult rows =
+        projectId.empty() ? server_.run("common week", {}) : server_.run("week", {projectId.c_str()});
+    if (PQntuples(rows.get()) == 0) return false;
+    for (std::size_t day = 0; day < hours.week.size(); ++day)
+        hours.week[day] = realIn(rows.get(), 0, static_cast<int>(day) + 1);
+    return true;
+}
+
+bool ServerTasks::readExceptions(const std::string& projectId, RawHours& hours) {
+    const RawResult rows =
+        projectId.empty() ? server_.run("common exceptions", {}) : server_.run("exceptions", {projectId.c_str()});
+    hours.exceptions.clear();
+    for (int row = 0; row < PQntuples(rows.get()); ++row)
+        hours.exceptions.push_back({realIn(rows.get(), row, 0), realIn(rows.get(), row, 1)});
+    return !hours.exceptions.empty();
 }
 
 } // namespace corveth::bench

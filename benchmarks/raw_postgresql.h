@@ -102,4 +102,26 @@ private:
     RawServer& server_;
 };
 
+class ServerTasks final : public RawTasks {
+public:
+    explicit ServerTasks(RawServer& server);
+
+    void begin() override { server_.run("begin", {}); }
+    void commit() override { server_.run("commit", {}); }
+
+private:
+    void beginInner() override { server_.run("savepoint", {}); }
+    void commitInner() override { server_.run("release", {}); }
+    bool load(const std::string& id, RawTask& task) override;
+    void update(const RawTask& task) override;
+    void clear(const std::string& id) override { server_.run("clear", {id.c_str()}); }
+    bool sum(const std::string& id, RawSums& sums) override;
+    void write(const std::string& id, double hours, double percentage, const RawSums& sums) override;
+    bool above(const std::string& id, std::string& key, std::string& parentId) override;
+    bool readWeek(const std::string& projectId, RawHours& hours) override;
+    bool readExceptions(const std::string& projectId, RawHours& hours) override;
+
+    RawServer& server_;
+};
+
 } // namespace corveth::bench

@@ -42,6 +42,11 @@ RawStatement& RawStatement::bind(int number, std::span<const std::byte> bytes) {
     return *this;
 }
 
+RawStatement& RawStatement::bindNull(int number) {
+    sqlite3_bind_null(statement_.get(), number);
+    return *this;
+}
+
 bool RawStatement::step() {
     const int code = sqlite3_step(statement_.get());
     if (code == SQLITE_ROW) return true;
@@ -307,6 +312,98 @@ void SqliteCalendar::read(const std::string& project, RawHours& hours) {
     exceptions_.bind(1, project);
     while (exceptions_.step())
         hours.exceptions.push_back({exceptions_.real(0), exceptions_.real(1)});
+}
+
+// --- tasks
+
+SqliteTasks::SqliteTasks(const std::string& file)
+    : database_(openRaw(file)),
+      begin_(database_.get(), "Begin Immediate"),
+      commit_(database_.get(), "Commit"),
+      savepoint_(database_.get(), "Savepoint inner_one"),
+      release_(database_.get(), "Release inner_one"),
+      load_(database_.get(), "Select * From Projects Where Id=?"),
+      update_(database_.get(), "Update Projects Set RemainingWork=?, ActWorkDuration=?, PercCompleted=? Where Id=?"),
+      clear_(database_.get(), clearStatement("?").c_str()),
+      sum_(database_.get(), sumStatement("?").c_str()),
+      write_(database_.get(), "Update Projects Set PlnDuration=?, PlnWork=?, EarliestStartdate=?, PlnStartdate=?, "
+                              "PlnFinishdate=?, Users=?, ActDuration=?, RemainingWork=?, ActWorkDuration=?, "
+                              "PercCompleted=?, ExptOverrun=?, ActStartDate=?, ActFinishdate=?, Finished=? Where Id=?"),
+      above_(database_.get(), "Select ID, ParentId From Projects Where Id=?"),
+      week_(database_.get(), "Select * From WorkingHours Where ProjectId=?"),
+      commonWeek_(database_.get(), "Select * From WorkingHours Where ProjectId='' Or ProjectId is Null"),
+      exceptions_(database_.get(), "Select * From Holidays Where Projectid=?"),
+      commonExceptions_(database_.get(), "Select * From Holidays Where Projectid='' or ProjectId is Null") {
+    if (load_.columnCount() != RawTask::columnCount || sum_.columnCount() != RawSums::columnCount) {
+        throw std::runtime_error("the projects have other columns than were expected");
+    }
+}
+
+bool SqliteTasks::load(const std::string& id, RawTask& task) {
+    load_.bind(1, id);
+    if (!load_.step()) return false;
+    for (int column = 0; column < RawTask::columnCount; ++column) {
+        const auto place = static_cast<std::size_t>(column);
+        if (RawTask::isNumber(column)) {
+            task.numbers[place] = load_.real(column);
+        } else {
+            load_.read(column, task.texts[place]);
+        }
+    }
+    load_.run();
+    return true;
+}
+
+void SqliteTasks::update(const RawTask& task) {
+    update_.bind(1, task.numbers[RawTask::remainingWork]).bind(2, task.numbers[RawTask::actualWorked]);
+    update_.bind(3, task.numbers[RawTask::percentage]).bind(4, task.texts[RawTask::id]).run();
+}
+
+bool SqliteTasks::sum(const std::string& id, RawSums& sums) {
+    sum_.bind(1, id);
+    if (!sum_.step()) return false;
+    sum_.read(0, sums.id);
+    for (int column = 1; column < RawSums::columnCount; ++column) {
+        auto& number = sums.numbers[static_cast<std::size_t>(column)];
+        number = sum_.isNull(column) ? std::nullopt : std::optional(sum_.real(column));
+    }
+    sum_.run();
+    return true;
+}
+
+void SqliteTasks::write(const std::string& id, double hours, double percentage, const RawSums& sums) {
+    int number = 0;
+    for (const auto& value : written(hours, percentage, sums)) {
+        ++number;
+        value ? write_.bind(number, *value) : write_.bindNull(number);
+    }
+    write_.bind(++number, id).run();
+}
+
+bool SqliteTasks::above(const std::string& id, std::string& key, std::string& parentId) {
+    above_.bind(1, id);
+    if (!above_.step()) return false;
+    above_.read(0, key);
+    above_.read(1, parentId);
+    above_.run();
+    return true;
+}
+
+bool SqliteTasks::readWeek(const std::string& projectId, RawHours& hours) {
+    RawStatement& week = projectId.empty() ? commonWeek_ : week_.bind(1, projectId);
+    if (!week.step()) return false;
+    for (std::size_t day = 0; day < hours.week.size(); ++day)
+        hours.week[day] = week.real(static_cast<int>(day) + 1);
+    week.run();
+    return true;
+}
+
+bool SqliteTasks::readExceptions(const std::string& projectId, RawHours& hours) {
+    RawStatement& exceptions = projectId.empty() ? commonExceptions_ : exceptions_.bind(1, projectId);
+    hours.exceptions.clear();
+    while (exceptions.step())
+        hours.exceptions.push_back({exceptions.real(0), exceptions.real(1)});
+    return !hours.exceptions.empty();
 }
 
 } // namespace corveth::bench

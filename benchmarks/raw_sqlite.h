@@ -24,6 +24,7 @@ public:
     RawStatement& bind(int number, std::int64_t integer);
     RawStatement& bind(int number, double real);
     RawStatement& bind(int number, std::span<const std::byte> bytes);
+    RawStatement& bindNull(int number);
     /// False at the end, when it has been reset. Throws what the engine says.
     bool step();
     /// Runs to the end.
@@ -35,6 +36,7 @@ public:
 
     void read(int column, std::string& into) const;
     void read(int column, std::vector<std::byte>& into) const;
+    [[nodiscard]] bool isNull(int column) const { return sqlite3_column_type(statement_.get(), column) == SQLITE_NULL; }
     [[nodiscard]] double real(int column) const { return sqlite3_column_double(statement_.get(), column); }
     [[nodiscard]] int integer(int column) const { return sqlite3_column_int(statement_.get(), column); }
     [[nodiscard]] int columnCount() const { return sqlite3_column_count(statement_.get()); }
@@ -117,6 +119,30 @@ public:
 private:
     std::unique_ptr<sqlite3, RawClose> database_;
     RawStatement week_, exceptions_;
+};
+
+class SqliteTasks final : public RawTasks {
+public:
+    explicit SqliteTasks(const std::string& file);
+
+    void begin() override { begin_.run(); }
+    void commit() override { commit_.run(); }
+
+private:
+    void beginInner() override { savepoint_.run(); }
+    void commitInner() override { release_.run(); }
+    bool load(const std::string& id, RawTask& task) override;
+    void update(const RawTask& task) override;
+    void clear(const std::string& id) override { clear_.bind(1, id).run(); }
+    bool sum(const std::string& id, RawSums& sums) override;
+    void write(const std::string& id, double hours, double percentage, const RawSums& sums) override;
+    bool above(const std::string& id, std::string& key, std::string& parentId) override;
+    bool readWeek(const std::string& projectId, RawHours& hours) override;
+    bool readExceptions(const std::string& projectId, RawHours& hours) override;
+
+    std::unique_ptr<sqlite3, RawClose> database_;
+    RawStatement begin_, commit_, savepoint_, release_, load_, update_, clear_, sum_, write_, above_, week_,
+        commonWeek_, exceptions_, commonExceptions_;
 };
 
 } // namespace corveth::bench

@@ -117,6 +117,7 @@ ServerWorld::ServerWorld(const std::string& server, bool isOurs, const Size& siz
     rawContacts_ = std::make_unique<ServerContacts>(*rawServer_);
     rawAttachments_ = std::make_unique<ServerAttachments>(*rawServer_);
     rawCalendar_ = std::make_unique<ServerCalendar>(*rawServer_);
+    rawTasks_ = std::make_unique<ServerTasks>(*rawServer_);
 }
 
 ServerWorld::~ServerWorld() {
@@ -156,6 +157,7 @@ void ServerWorld::fill() {
                            RawAttachments::fileSize / piece));
     server.run("select corveth.make_counter('Attachments', 'AT')");
     server.run("select setval('corveth.counter_attachments_at', 1)");
+    server.run(RawTasks::rows());
     server.run(
         fmt::format("insert into workinghours values ('WH00000002', 0, 8, 8, 8, 8, 8, 0, '{}')", RawCalendar::project));
     server.run(fmt::format("insert into holidays select {} + i * {}, 0, '{}', 'Bank holiday' "
@@ -183,10 +185,11 @@ std::uint64_t ServerWorld::roundTrips(Who who) const {
 
 std::string ServerWorld::summary(Who who) const {
     return database(who).keeper().firstCell(
-        "select format('%s notes of %s characters, greatest key %s; contacts: %s', count(*), "
+        "select format('%s notes of %s characters, greatest key %s; contacts: %s; tasks: %s', count(*), "
         "sum(length(noteid || linkid || linktype || title || note || creator)), max(noteid::text), "
         "(select sum(length(contactname || lastname)) || md5(string_agg(coalesce(pic, ''), '' order by contactid)) "
-        "from contactmaster)) from notes");
+        "from contactmaster), (select round(sum(plnduration + actworkduration + remainingwork + "
+        "perccompleted)::numeric, 3) from projects)) from notes");
 }
 
 } // namespace corveth::bench

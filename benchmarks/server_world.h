@@ -19,6 +19,7 @@ public:
     [[nodiscard]] RawContacts& rawContacts() noexcept override { return *rawContacts_; }
     [[nodiscard]] RawAttachments& rawAttachments() noexcept override { return *rawAttachments_; }
     [[nodiscard]] RawCalendar& rawCalendar() noexcept override { return *rawCalendar_; }
+    [[nodiscard]] RawTasks& rawTasks() noexcept override { return *rawTasks_; }
     void dropNewNotes(Who who) override;
     void dropNewAttachments(Who who) override;
     [[nodiscard]] std::uint64_t roundTrips(Who who) const override;
@@ -56,6 +57,7 @@ private:
     std::unique_ptr<ServerContacts> rawContacts_;
     std::unique_ptr<ServerAttachments> rawAttachments_;
     std::unique_ptr<ServerCalendar> rawCalendar_;
+    std::unique_ptr<ServerTasks> rawTasks_;
 };
 
 } // namespace corveth::bench

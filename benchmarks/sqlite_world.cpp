@@ -82,6 +82,7 @@ SqliteWorld::SqliteWorld(const std::filesystem::path& parentFolder, const Size& 
         fillNotes(database.get(), *this);
         fillContacts(database.get(), *this);
         fillCalendar(database.get());
+        executeRaw(database.get(), RawTasks::rows());
         executeRaw(database.get(), fmt::format("Insert Into Attachments Values ('{}', 'report.pdf', 'PDF document', "
                                                "{}, {}, 'BG00000001', 'Bug', randomblob({}))",
                                                RawAttachments::fileId, RawAttachments::fileSize, RawAttachments::date,
@@ -95,6 +96,7 @@ SqliteWorld::SqliteWorld(const std::filesystem::path& parentFolder, const Size& 
     rawContacts_ = std::make_unique<SqliteContacts>(rawFile_);
     rawAttachments_ = std::make_unique<SqliteAttachments>(rawFile_);
     rawCalendar_ = std::make_unique<SqliteCalendar>(rawFile_);
+    rawTasks_ = std::make_unique<SqliteTasks>(rawFile_);
     for (const auto& file : {ourFile_, rawFile_})
         others_.push_back(openRaw(file, "NORMAL"));
 }
@@ -126,7 +128,9 @@ std::string SqliteWorld::summary(Who who) const {
     const auto database = openRaw(who == Who::ours ? ourFile_ : rawFile_);
     RawStatement sum(database.get(),
                      "Select count(*) || ' notes, ' || sum(length(NoteId || LinkId || LinkType || Title "
-                     "|| Note || Creator)) || ' characters, greatest key ' || max(NoteId) From Notes");
+                     "|| Note || Creator)) || ' characters, greatest key ' || max(NoteId) || (Select printf('; tasks: "
+                     "%.3f', sum(PlnDuration + ActWorkDuration + RemainingWork + PercCompleted)) From Projects) From "
+                     "Notes");
     std::string summary;
     sum.step();
     sum.read(0, summary);

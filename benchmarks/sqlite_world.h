@@ -30,6 +30,7 @@ public:
     [[nodiscard]] RawContacts& rawContacts() noexcept override { return *rawContacts_; }
     [[nodiscard]] RawAttachments& rawAttachments() noexcept override { return *rawAttachments_; }
     [[nodiscard]] RawCalendar& rawCalendar() noexcept override { return *rawCalendar_; }
+    [[nodiscard]] RawTasks& rawTasks() noexcept override { return *rawTasks_; }
     /// Writes to both databases past the connections that are measured.
     void emptyPageCaches() override;
     void dropNewNotes(Who who) override;
@@ -44,6 +45,7 @@ private:
     std::unique_ptr<SqliteContacts> rawContacts_;
     std::unique_ptr<SqliteAttachments> rawAttachments_;
     std::unique_ptr<SqliteCalendar> rawCalendar_;
+    std::unique_ptr<SqliteTasks> rawTasks_;
     std::vector<std::unique_ptr<sqlite3, RawClose>> others_;
 };
 

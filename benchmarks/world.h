@@ -34,6 +34,7 @@ public:
     [[nodiscard]] virtual RawContacts& rawContacts() noexcept = 0;
     [[nodiscard]] virtual RawAttachments& rawAttachments() noexcept = 0;
     [[nodiscard]] virtual RawCalendar& rawCalendar() noexcept = 0;
+    [[nodiscard]] virtual RawTasks& rawTasks() noexcept = 0;
 
     [[nodiscard]] static std::string noteId(int number); ///< from 0
     [[nodiscard]] static std::string contactId(int number);

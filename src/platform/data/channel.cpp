@@ -2,6 +2,7 @@
 
 #include "platform/data/column_value.h"
 #include "platform/data/dialect.h"
+#include "platform/data/group_condition.h"
 #include "platform/scope_exit.h"
 
 #include <fmt/format.h>
@@ -170,6 +171,7 @@ CachedStatement Channel::prepare(TextView text, std::span<const Parameter> param
     std::vector<ColumnKind> stored;
     for (const auto& target : statement.targets)
         stored.push_back(target.isStored ? target.kind : ColumnKind::undeclared);
+    moveGroupCondition(tokens);
     const auto named = session_->dialect().keepsNoOrder ? addKeyOrder(tokens, facts) : nullptr;
     const Text translated = translate(tokens, session_->dialect(), neverNull(facts, tokens, statement.items));
     statement.prepared = session_->prepare(translated, {stored, converted(statement, parameters)});

@@ -86,7 +86,7 @@ std::string RawTasks::sumStatement(const char* id) {
     return fmt::format("select ParentID, max(PlnDuration), min(EarliestStartDate), min(PlnStartDate), "
                        "max(PlnFinishDate), sum(PlnWork), sum(Users), max(ActDuration), avg(PercCompleted), "
                        "sum(RemainingWork), sum(ActWorkDuration), sum(ExptOverrun), min(ActStartDate), "
-                       "max(ActFinishDate), avg(Finished) from Projects group by ParentID having ParentID={}",
+                       "max(ActFinishDate), avg(Finished) from Projects where ParentID={} group by ParentID",
                        id);
 }
 

@@ -34,6 +34,6 @@ struct Token {
 };
 
 /// The tokens of a statement; views into `sql`. In one that a `LiteralLifter` has passed all are finished.
-[[nodiscard]] std::vector<Token> tokenize(TextView sql);
+[[nodiscard]] CORVETH_API std::vector<Token> tokenize(TextView sql);
 
 } // namespace corveth::data

@@ -16,7 +16,6 @@ namespace {
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
@@ -188,7 +187,7 @@ TEST_P(ProjectTaskTest, AnUnnamedItemTakesTheNameOfItsTypeAndKeepsIt) {
         {ptType::PROJECT, "New Project"},
         {ptType::GroupTask, "New Task"},
         {ptType::Task, "New Sub Task"},
-        {static_cast<ptType>(7), ""},
+        {test::unnamed<ptType>(7), ""},
     };
     for (const auto& row : cases) {
         auto task = make<ProjectTask>();

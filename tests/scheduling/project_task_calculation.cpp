@@ -9,7 +9,6 @@ namespace corveth {
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 using enum ptCalcMethod;
 
@@ -131,7 +130,7 @@ TEST_P(TaskAssignmentTest, ThePlanFollowsWhatIsAssigned) {
          [](ProjectTask& it) { it.let_PlannedDuration(-16); },
          "-16 -16 0 2026-03-05"},
         {"another method",
-         static_cast<ptCalcMethod>(9),
+         test::unnamed<ptCalcMethod>(9),
          {50},
          [](ProjectTask& it) { it.let_PlannedWork(30); },
          "30 8 0 2026-03-05 0@50"},
@@ -278,7 +277,7 @@ TEST_P(TaskAssignmentTest, AFailureLeavesWhatWasAssignedUpToIt) {
         {"a method beyond 16 bits",
          FixedWork,
          nothing,
-         [](ProjectTask& it) { it.let_CalculationMethod(static_cast<ptCalcMethod>(40000)); },
+         [](ProjectTask& it) { it.let_CalculationMethod(test::unnamed<ptCalcMethod>(40000)); },
          {errors::overflow, "prjCorveth", "Overflow"},
          "8 8 0 2026-03-05 0@100"},
     };
@@ -315,8 +314,8 @@ TEST_P(TaskAssignmentTest, ParticipantsAreReadWhenTheyAreConsulted) {
         {"work", None, [](ProjectTask& it) { it.let_PlannedWork(3); }, true},
         {"availability", None, [](ProjectTask& it) { it.AvailabilityChanged(); }, true},
         {"no duration", FixedWork, [](ProjectTask& it) { it.let_PlannedDuration(0); }, false},
-        {"a method that there is not", static_cast<ptCalcMethod>(9), [](ProjectTask& it) { it.AvailabilityChanged(); },
-         false},
+        {"a method that there is not", test::unnamed<ptCalcMethod>(9),
+         [](ProjectTask& it) { it.AvailabilityChanged(); }, false},
         {"work done", FixedWork, [](ProjectTask& it) { it.let_ActualWorked(3); }, false},
     };
     for (const auto& row : cases) {

@@ -9,6 +9,13 @@
 
 namespace corveth::test {
 
+/// A value that the enumeration has no name for, as a client may send it.
+template <class E>
+E unnamed(std::int32_t number) {
+    Value value(number);
+    return Automation<E>::in(value);
+}
+
 /// Projects on each engine, on a Thursday, with the calendar of a new database: eight hours from Monday to Friday.
 class TaskWorld : public DatabaseTest {
 protected:

@@ -2,6 +2,7 @@
 
 #include "platform/desktop/clock.h"
 #include "session/columns.h"
+#include "session/failure.h"
 #include "session/item_type.h"
 #include "session/statements.h"
 
@@ -139,6 +140,10 @@ void Attachment::UpdateAttachment(Text mLinkId) {
         takeId(); // another one when somebody else has taken it in the meantime
     });
     attempt("reading LinkType", [&] { LinkType = textOrEmpty(row->value("LinkType")); });
+}
+
+void Attachment::attempt(const char* what, const std::function<void()>& body) const noexcept {
+    passOver(className, what, nameInLog(), body);
 }
 
 void Attachment::storeContent(Recordset& row) const {

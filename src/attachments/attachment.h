@@ -2,7 +2,8 @@
 
 #include "platform/automation/describe.h"
 #include "platform/desktop/process.h"
-#include "session/failure.h"
+
+#include <functional>
 
 namespace corveth {
 
@@ -73,10 +74,7 @@ private:
     void readDayNumber(Value& cell);
     [[nodiscard]] Value parsedDate() const;
     /// Runs `body`; a failure goes to the log.
-    template <class Body>
-    void attempt(const char* what, Body&& body) const noexcept {
-        passOver(className, what, nameInLog(), std::forward<Body>(body));
-    }
+    void attempt(const char* what, const std::function<void()>& body) const noexcept;
     void writeCopy(const Text& path) const;
     void start(const Text& path, const Text& program);
 

@@ -99,11 +99,13 @@ private:
     virtual void update(const RawAttachment& attachment) = 0;
 };
 
-/// What a calendar is counted with.
+/// What two queries for a calendar give.
 struct RawHours {
     struct Exception {
-        double day, hours;
+        double day = 0, hours = 0;
+        std::string project, name;
     };
+    std::string id, project;
     std::array<double, 7> week{};
     std::vector<Exception> exceptions;
 };
@@ -117,7 +119,7 @@ public:
 
     virtual ~RawCalendar() = default;
 
-    /// The row of the week, then those of the exceptions; of each only what is counted with.
+    /// The row of the week, then those of the exceptions, with all of their columns.
     virtual void read(const std::string& project, RawHours& hours) = 0;
 };
 

@@ -266,10 +266,14 @@ void ServerCalendar::read(const std::string& project, RawHours& hours) {
     const RawResult week = server_.run("week", {project.c_str()});
     for (std::size_t day = 0; day < hours.week.size(); ++day)
         hours.week[day] = real(week, 0, static_cast<int>(day) + 1);
+    hours.id = cell(week.get(), 0, 0);
+    hours.project = cell(week.get(), 0, static_cast<int>(hours.week.size()) + 1);
     const RawResult rows = server_.run("exceptions", {project.c_str()});
     hours.exceptions.clear();
-    for (int row = 0; row < PQntuples(rows.get()); ++row)
-        hours.exceptions.push_back({real(rows, row, 0), real(rows, row, 1)});
+    for (int row = 0; row < PQntuples(rows.get()); ++row) {
+        hours.exceptions.push_back({real(rows, row, 0), real(rows, row, 1), std::string(cell(rows.get(), row, 2)),
+                                    std::string(cell(rows.get(), row, 3))});
+    }
 }
 
 // --- tasks

@@ -307,11 +307,18 @@ void SqliteCalendar::read(const std::string& project, RawHours& hours) {
     while (week_.step()) {
         for (std::size_t day = 0; day < hours.week.size(); ++day)
             hours.week[day] = week_.real(static_cast<int>(day) + 1);
+        week_.read(0, hours.id);
+        week_.read(static_cast<int>(hours.week.size()) + 1, hours.project);
     }
     hours.exceptions.clear();
     exceptions_.bind(1, project);
-    while (exceptions_.step())
-        hours.exceptions.push_back({exceptions_.real(0), exceptions_.real(1)});
+    while (exceptions_.step()) {
+        auto& row = hours.exceptions.emplace_back();
+        row.day = exceptions_.real(0);
+        row.hours = exceptions_.real(1);
+        exceptions_.read(2, row.project);
+        exceptions_.read(3, row.name);
+    }
 }
 
 // --- tasks

@@ -27,17 +27,17 @@ Sql exceptionQuery(const Text& key) {
 
 std::vector<ExceptionDay> readExceptions(Recordset& rows) {
     static constexpr std::array names = {"excDate", "WorkingHour"};
-    std::vector<ExceptionDay> days;
-    if (rows.isEmpty()) return days;
     const auto at = rows.positions(&names, names);
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (at[i] < 0) raise(errors::noSuchItem, names[i]);
     }
     const auto day = static_cast<std::size_t>(at[0]), hours = static_cast<std::size_t>(at[1]);
-    days.reserve(static_cast<std::size_t>(rows.get_RecordCount()));
-    for (; !rows.get_EOF(); rows.MoveNext()) {
+    const auto count = rows.get_RecordCount();
+    std::vector<ExceptionDay> days;
+    days.reserve(static_cast<std::size_t>(count));
+    for (std::int32_t row = 0; row < count; ++row, rows.MoveNext()) {
         const auto cells = rows.cells();
-        days.push_back({std::move(cells[day]), std::move(cells[hours])});
+        days.emplace_back(cells[day], cells[hours]);
     }
     return days;
 }

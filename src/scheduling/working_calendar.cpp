@@ -12,7 +12,7 @@ namespace corveth {
 
 namespace {
 
-constexpr int daysOfWeek = 7;
+constexpr int daysOfWeek = 7, hoursOfDay = 24;
 constexpr double endOfDates = 2958466; ///< the day behind 9999-12-31
 
 /// A sum that has room for 16 bits, whether it counts up or down.
@@ -33,19 +33,14 @@ private:
     std::int64_t value_ = 0;
 };
 
-std::optional<std::int16_t> tryHours(const Value& value) {
+/// What comes of it, or what it fails with.
+template <class Convert>
+std::shared_ptr<const Error> failureOf(const Convert& convert) {
     try {
-        return toInteger(value);
-    } catch (const Error&) {
-        return std::nullopt;
-    }
-}
-
-std::optional<double> tryDay(const Value& value) {
-    try {
-        return toDouble(value);
-    } catch (const Error&) {
-        return std::nullopt;
+        convert();
+        return nullptr;
+    } catch (const Error& error) {
+        return std::make_shared<const Error>(error);
     }
 }
 
@@ -89,47 +84,58 @@ private:
     }
 };
 
+StatedHours::StatedHours(const Value& value) {
+    const auto* whole = value.getIf<double>(); // as they most often come
+    if (whole != nullptr && std::fabs(*whole) <= hoursOfDay && std::trunc(*whole) == *whole) {
+        number_ = static_cast<std::int16_t>(*whole);
+    } else {
+        failure_ = failureOf([&] { number_ = toInteger(value); });
+    }
+}
+
+ExceptionDay::ExceptionDay(const Value& dayNumber, const Value& ownHours)
+    : day(std::numeric_limits<double>::quiet_NaN()), hours(ownHours) {
+    if (!dayNumber.isNull()) failure = failureOf([&] { day = toDouble(dayNumber); });
+}
+
 WorkingCalendar::WorkingCalendar(Text name, Week week, std::vector<ExceptionDay> exceptions)
-    : name_(std::move(name)), week_(std::move(week)) {
+    : name_(std::move(name)), week_(std::move(week)), exceptions_(std::move(exceptions)) {
     sumUpWeek();
-    takeSpecials(std::move(exceptions));
+    sortExceptions();
 }
 
 void WorkingCalendar::sumUpWeek() {
     for (std::size_t day = 0; day < daysOfWeek; ++day) {
-        const auto hours = tryHours(week_[day]);
-        if (!hours || *hours < 0) return;
-        sums_[day + 1] = sums_[day] + *hours;
+        if (!week_[day].isNumber() || week_[day].number() < 0) return;
+        sums_[day + 1] = sums_[day] + week_[day].number();
     }
     for (std::size_t day = 1; day <= daysOfWeek; ++day)
         sums_[daysOfWeek + day] = hoursOfWeek() + sums_[day];
     isWeekRegular_ = true;
 }
 
-void WorkingCalendar::takeSpecials(std::vector<ExceptionDay> exceptions) {
-    specials_.reserve(exceptions.size());
-    for (ExceptionDay& exception : exceptions) {
-        if (exception.day.isNull()) continue;
-        const auto day = tryDay(exception.day);
-        if (!day) {
-            noDay_ = std::move(exception.day);
-            break;
-        }
-        if (!std::isnan(*day)) specials_.push_back({*day, std::move(exception.hours)});
+void WorkingCalendar::sortExceptions() {
+    const auto failing = std::ranges::find_if(exceptions_, [](const auto& row) { return row.failure != nullptr; });
+    if (failing != exceptions_.end()) failure_ = failing->failure;
+    exceptions_.erase(failing, exceptions_.end());
+    // As rows most often come.
+    const auto isOutOfOrder = [](const ExceptionDay& a, const ExceptionDay& b) { return !(a.day < b.day); };
+    if (std::ranges::adjacent_find(exceptions_, isOutOfOrder) == exceptions_.end() &&
+        (exceptions_.empty() || !std::isnan(exceptions_.front().day))) {
+        return;
     }
-    const auto isOutOfOrder = [](const Special& a, const Special& b) { return a.day >= b.day; };
-    if (std::ranges::adjacent_find(specials_, isOutOfOrder) == specials_.end()) return; // as rows most often come
-    std::ranges::stable_sort(specials_, {}, &Special::day);
-    const auto repeated = std::ranges::unique(specials_, {}, &Special::day);
-    specials_.erase(repeated.begin(), repeated.end());
+    std::erase_if(exceptions_, [](const ExceptionDay& row) { return std::isnan(row.day); });
+    std::ranges::stable_sort(exceptions_, {}, &ExceptionDay::day);
+    const auto repeated = std::ranges::unique(exceptions_, {}, &ExceptionDay::day);
+    exceptions_.erase(repeated.begin(), repeated.end());
 }
 
 std::int16_t WorkingCalendar::hoursOf(Date day) const {
     // Also when the day has its own: a weekday without hours fails.
-    const std::int16_t usual = toInteger(week_[static_cast<std::size_t>(weekday(day) - 1)]);
-    const auto found = std::ranges::lower_bound(specials_, day.day, {}, &Special::day);
-    if (found != specials_.end() && found->day == day.day) return toInteger(found->hours);
-    if (noDay_) static_cast<void>(toDouble(*noDay_));
+    const std::int16_t usual = week_[static_cast<std::size_t>(weekday(day) - 1)].number();
+    const auto found = std::ranges::lower_bound(exceptions_, day.day, {}, &ExceptionDay::day);
+    if (found != exceptions_.end() && found->day == day.day) return found->hours.number();
+    if (failure_ != nullptr) throw Error(*failure_);
     return usual;
 }
 
@@ -158,11 +164,11 @@ bool WorkingCalendar::visit(const Run& run, const Plain& plain, const Exception&
     };
     std::int64_t next = 0;
     const double end = run.at(run.days).day;
-    auto special = std::ranges::lower_bound(specials_, run.first, {}, &Special::day);
-    for (; special != specials_.end() && special->day < end; ++special) {
-        const auto day = static_cast<std::int64_t>(special->day - run.first);
-        if (run.at(day).day != special->day) continue; // of another time of day
-        if (plainUpTo(next, day) || exception(day, special->hours)) return true;
+    auto row = std::ranges::lower_bound(exceptions_, run.first, {}, &ExceptionDay::day);
+    for (; row != exceptions_.end() && row->day < end; ++row) {
+        const auto day = static_cast<std::int64_t>(row->day - run.first);
+        if (run.at(day).day != row->day) continue; // of another time of day
+        if (plainUpTo(next, day) || exception(day, row->hours)) return true;
         next = day + 1;
     }
     return plainUpTo(next, run.days);
@@ -187,8 +193,8 @@ std::int16_t WorkingCalendar::between(Date start, Date end, bool includeEnd) con
                 total.add(hoursOfWeekdays(weekday, days));
                 return false;
             },
-            [&](std::int64_t /*day*/, const Value& hours) {
-                total.add(toInteger(hours));
+            [&](std::int64_t /*day*/, const StatedHours& hours) {
+                total.add(hours.number());
                 return false;
             });
         day = dayAfter(run.at(run.days - 1));
@@ -223,8 +229,8 @@ std::optional<Date> WorkingCalendar::addByWeek(Date start, std::int16_t hours) c
                 found = day + before.value_or(0);
                 return before.has_value();
             },
-            [&](std::int64_t day, const Value& value) {
-                const std::int16_t more = toInteger(value);
+            [&](std::int64_t day, const StatedHours& own) {
+                const std::int16_t more = own.number();
                 sum.add(more);
                 exceptionsOfPause = more == 0 ? exceptionsOfPause + 1 : 0;
                 found = day;

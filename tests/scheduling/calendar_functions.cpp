@@ -5,13 +5,12 @@
 #include "platform/outcome.h"
 #include "support/fixture.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace corveth {
 namespace {
 
 using test::outcome;
-using ::testing::ElementsAre;
 
 constexpr const char* openPattern = "open|Select * From WorkingHours Where ProjectId=\"PT00000001\"";
 constexpr const char* openExceptions = "open|Select * From Holidays Where Projectid=\"PT00000001\"";

@@ -12,7 +12,12 @@ namespace corveth {
 namespace {
 
 using test::outcome;
-using Rows = std::vector<ExceptionDay>;
+
+/// Of a day with hours of its own.
+struct Row {
+    Value day, hours;
+};
+using Rows = std::vector<Row>;
 
 Date day(TextView text) {
     return parseDate(text);
@@ -22,10 +27,21 @@ double number(TextView text) {
     return day(text).day;
 }
 
-const WorkingCalendar::Week officeWeek = {0.0, 8.0, 8.0, 8.0, 8.0, 8.0, 0.0};
+using Week = std::array<Value, 7>;
 
-WorkingCalendar office(Rows exceptions = {}) {
-    return {"the calendar", officeWeek, std::move(exceptions)};
+const Week officeWeek = {0.0, 8.0, 8.0, 8.0, 8.0, 8.0, 0.0};
+
+WorkingCalendar calendarOf(const Week& week, const Rows& rows, Text name = "the calendar") {
+    WorkingCalendar::Week hours;
+    std::ranges::copy(week, hours.begin());
+    std::vector<ExceptionDay> exceptions;
+    for (const Row& row : rows)
+        exceptions.emplace_back(row.day, row.hours);
+    return {std::move(name), hours, std::move(exceptions)};
+}
+
+WorkingCalendar office(const Rows& exceptions = {}) {
+    return calendarOf(officeWeek, exceptions);
 }
 
 // 2024-01-01 is a Monday.
@@ -126,9 +142,9 @@ TEST(WorkingCalendarTest, WhatIsNoCountOfHoursFailsOnTheDayThatHasIt) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.expected);
-        WorkingCalendar::Week week = officeWeek;
+        Week week = officeWeek;
         week[3] = row.hours; // Wednesday
-        const WorkingCalendar byWeekday("the calendar", week, {{number("2024-01-10"), 1.0}});
+        const WorkingCalendar byWeekday = calendarOf(week, {{number("2024-01-10"), 1.0}});
         const WorkingCalendar byException = office({{number("2024-01-03"), row.hours}});
         for (const auto* calendar : {&byWeekday, &byException}) {
             EXPECT_EQ(outcome([&] { return calendar->between(day("2024-01-01"), day("2024-01-02"), true); }), "16");
@@ -149,11 +165,11 @@ TEST(WorkingCalendarTest, GivesUpAfterTenYearsWithoutHours) {
             rows.push_back({number("2024-01-01") + i, 0.0});
         return rows;
     };
-    const WorkingCalendar::Week none = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
-    const WorkingCalendar never("the default calendar", none, {});
+    const Week none = {0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
+    const WorkingCalendar never = calendarOf(none, {}, "the default calendar");
     EXPECT_EQ(outcome([&] { return toText(never.add(day("2024-01-01"), 1)); }),
               "error 6: Overflow: the default calendar has no working hours in the ten years up to 2033-12-31");
-    const WorkingCalendar once("once", none, {{number("2033-12-31"), 1.0}});
+    const WorkingCalendar once = calendarOf(none, {{number("2033-12-31"), 1.0}});
     EXPECT_EQ(outcome([&] { return toText(once.add(day("2024-01-01"), 1)); }), "2033-12-31");
     EXPECT_EQ(outcome([&] { return toText(office(closed(3652)).add(day("2024-01-01"), 1)); }),
               "error 6: Overflow: the calendar has no working hours in the ten years up to 2033-12-31")
@@ -164,11 +180,11 @@ TEST(WorkingCalendarTest, GivesUpAfterTenYearsWithoutHours) {
 /// The rules word by word: day by day, each looked for among the rows from the first one on.
 class DayByDay {
 public:
-    DayByDay(WorkingCalendar::Week week, Rows rows) : week_(std::move(week)), rows_(std::move(rows)) {}
+    DayByDay(Week week, Rows rows) : week_(std::move(week)), rows_(std::move(rows)) {}
 
     [[nodiscard]] std::int16_t hoursOf(Date day) const {
         std::int16_t hours = toInteger(week_[static_cast<std::size_t>(weekday(day) - 1)]);
-        for (const ExceptionDay& row : rows_) {
+        for (const Row& row : rows_) {
             if (row.day.isNull() || toDouble(row.day) != day.day) continue;
             hours = toInteger(row.hours);
             break;
@@ -204,7 +220,7 @@ public:
 private:
     static std::int16_t sum(int a, int b) { return toInteger(Value(std::int32_t{a + b})); }
 
-    WorkingCalendar::Week week_;
+    Week week_;
     Rows rows_;
 };
 
@@ -225,8 +241,8 @@ public:
         if (isOneIn(10)) return upTo(48) / 2.0;
         return static_cast<double>(isOneIn(3) ? 0 : upTo(12));
     }
-    WorkingCalendar::Week week() {
-        WorkingCalendar::Week week = officeWeek;
+    Week week() {
+        Week week = officeWeek;
         if (isOneIn(10)) return {0.0, 0.0, 0.0, 0.0, 0.0, 0.0, 0.0};
         if (isOneIn(3)) {
             for (Value& day : week)
@@ -262,7 +278,7 @@ private:
 };
 
 TEST(WorkingCalendarTest, IsWhatCountingDayByDayGives) {
-    constexpr unsigned calendars = 1000;
+    constexpr unsigned calendars = 400;
     int values = 0, failures = 0;
     for (unsigned seed = 0; seed < calendars; ++seed) {
         SCOPED_TRACE(seed);
@@ -271,7 +287,7 @@ TEST(WorkingCalendarTest, IsWhatCountingDayByDayGives) {
         const auto week = chance.week();
         const Rows rows = chance.exceptions(from.day);
         const DayByDay expected(week, rows);
-        const WorkingCalendar calendar("the calendar", week, rows);
+        const WorkingCalendar calendar = calendarOf(week, rows);
 
         const auto compare = [&](const auto& operation) {
             const auto resultOf = [&](const auto& way) {
@@ -300,8 +316,8 @@ TEST(WorkingCalendarTest, IsWhatCountingDayByDayGives) {
                 compare([&](const auto& way) { return static_cast<double>(way.between(first, to, includeEnd)); });
         }
     }
-    EXPECT_GT(failures, 300);
-    EXPECT_GT(values, 3000);
+    EXPECT_GT(failures, 100);
+    EXPECT_GT(values, 1000);
 }
 
 } // namespace

@@ -33,47 +33,70 @@ Sql summing(const Text& parentId) {
                parentId, "')"};
 }
 
-/// Within quotes, or for a flag: nothing where there is no number, which the engine then refuses.
+/// The columns of the sums, in the order in which they are asked for.
+enum Sum : std::size_t {
+    parent,
+    longestDuration,
+    earliestStart,
+    start,
+    finish,
+    work,
+    users,
+    actualDuration,
+    averagePercentage,
+    remainingWork,
+    workDone,
+    overrun,
+    actualStart,
+    actualFinish,
+    finished,
+};
+
+Sql numberOr(const Value& value, const char* otherwise) {
+    return Sql::verbatim(value.isNull() ? Text(otherwise) : plainDecimal(toDouble(value)));
+}
+
+/// Within quotes, or for a flag: nothing where there is no number, which is refused when it is to be stored.
 Sql number(const Value& value) {
-    return value.isNull() ? Sql() : Sql{toDouble(value)};
+    return numberOr(value, "");
 }
 
 Sql day(const Value& value) {
-    return value.isNull() ? Sql{"Null"} : Sql{toDouble(value)};
+    return numberOr(value, "Null");
 }
 
 /// Of the work that was planned, not the average of the rows' percentages. Exactly 100 stays.
 float percentageOf(const Recordset& sums) {
-    const Value& planned = sums.value("PlnWork");
+    const Value& planned = sums.value(work);
     if (planned.isNull() || toDouble(planned) <= 0) return 0;
-    const double done = toDouble(sums.value("ActWorkDuration")) - toDouble(sums.value("ExptOverrun"));
+    const double done = toDouble(sums.value(workDone)) - toDouble(sums.value(overrun));
     const float percentage = toSingle(done / toDouble(planned) * 100);
     return percentage > 100 ? 99 : percentage;
 }
 
 /// The working time of the whole span in the project's calendar, whatever the rows below take each.
 std::int16_t hoursOf(const Recordset& sums, const Text& rootId) {
-    const Date start = toDate(sums.value("PlnStartdate"));
-    const Date finish = toDate(sums.value("PlnFinishdate"));
-    return WorkingHoursBetween(start, finish, rootId, true);
+    const Date first = toDate(sums.value(start));
+    const Date last = toDate(sums.value(finish));
+    return WorkingHoursBetween(first, last, rootId, true);
 }
 
 Sql rewriting(const Text& id, const Recordset& sums, std::int16_t hours, float percentage) {
     // clang-format off
     return Sql{"Update Projects Set PlnDuration=", hours, ", "
-               " PlnWork='", number(sums.value("PlnWork")), "', "
-               "EarliestStartdate=", day(sums.value("EarliestStartdate")), ", "
-               "PlnStartdate=", day(sums.value("PlnStartdate")), ","
-               "PlnFinishdate=", day(sums.value("PlnFinishdate")), ", "
-               " Users='", number(sums.value("Users")), "', "
-               "ActDuration='", number(sums.value("ActDuration")), "', "
-               "RemainingWork='", number(sums.value("RemainingWork")), "', "
-               "ActWorkDuration='", number(sums.value("ActWorkDuration")), "', "
+               " PlnWork='", number(sums.value(work)), "', "
+               "EarliestStartdate=", day(sums.value(earliestStart)), ", "
+               "PlnStartdate=", day(sums.value(start)), ","
+               "PlnFinishdate=", day(sums.value(finish)), ", "
+               " Users='", number(sums.value(users)), "', "
+               "ActDuration='", number(sums.value(actualDuration)), "', "
+               "RemainingWork='", number(sums.value(remainingWork)), "', "
+               "ActWorkDuration='", number(sums.value(workDone)), "', "
                "PercCompleted='", percentage, "', "
-               "ExptOverrun='", number(sums.value("ExptOverrun")), "', "
-               "ActStartDate=", day(sums.value("ActStartDate")), ", "
-               "ActFinishdate=", day(sums.value("ActFinishdate")), ", "
-               "Finished=", number(sums.value("Finished")), " Where Id='", id, "'"};
+               "ExptOverrun='", number(sums.value(overrun)), "', "
+               "ActStartDate=", day(sums.value(actualStart)), ", "
+               "ActFinishdate=", day(sums.value(actualFinish)), ", "
+               "Finished=", number(sums.value(finished)), " Where Id='", id, "'"};
     // clang-format on
 }
 

@@ -347,6 +347,9 @@ TEST(Convert, PlainDecimal) {
         {plainDecimal(1e23), "100000000000000000000000"},
         {plainDecimal(1e7F), "10000000"},
         {plainDecimal(39128.5), "39128.5"},
+        {plainDecimal(-39128.0), "-39128"},
+        {plainDecimal(9007199254740991.0), "9007199254740991"},
+        {plainDecimal(9007199254740992.0), "9007199254740992"},
         {outcome([] { return plainDecimal(infinity); }), "error 6: Overflow: a number that is not finite"},
     };
     for (const Row& row : rows)

@@ -225,7 +225,26 @@ Text toText(const Value& value) {
     refuse(value, "String");
 }
 
+namespace {
+
+/// Plain digits with or without a sign and a point, as programs write them; most texts are that, and reading them is
+/// quicker than looking for all that a number may be. False for any other.
+bool parsePlain(TextView text, double& number) noexcept {
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const std::size_t first = text.starts_with('-') ? 1 : 0;
+    if (text.size() <= first || !isDigit(text[first]) || !isDigit(text.back())) return false;
+    double read = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, read, std::chars_format::fixed);
+    if (error != std::errc() || stop != end || (read == 0 && first == 1)) return false;
+    number = read;
+    return true;
+}
+
+} // namespace
+
 bool parseNumber(TextView text, double& number) noexcept {
+    if (parsePlain(text, number)) return true;
     const auto read = Decimal::read(text);
     if (read) number = read->toDouble();
     return read.has_value();
@@ -258,6 +277,9 @@ bool isNumeric(const Value& value) noexcept {
 }
 
 Text plainDecimal(double value) {
+    // Whole numbers, which most hours and days are, are exact up to here and have no shorter form.
+    constexpr double exact = 9007199254740992;
+    if (std::fabs(value) < exact && std::trunc(value) == value) return std::to_string(static_cast<std::int64_t>(value));
     return digitsOf(value, 0).fixed();
 }
 

@@ -153,6 +153,11 @@ Parameter toColumnParameter(ColumnKind kind, const Parameter& parameter, TextVie
     const auto* number = std::get_if<double>(&parameter);
     const bool isText = text != nullptr;
     if (kind == ColumnKind::undeclared || (kind == ColumnKind::text && isText)) return parameter;
+    if (kind == ColumnKind::doubleFloat) { // the same as below, without the way through values
+        double read = 0;
+        if (whole != nullptr) return static_cast<double>(*whole);
+        if (isText && parseNumber(*text, read) && std::isfinite(read)) return read;
+    }
     Value value;
     if (isText) {
         value = *text;

@@ -57,6 +57,7 @@ install(FILES clients/cli/completion/corveth.bash DESTINATION ${CMAKE_INSTALL_DA
 install(FILES clients/cli/completion/_corveth DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
 install(FILES ${schema_files} DESTINATION ${CMAKE_INSTALL_DATADIR}/corveth/schema)
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(FILES examples/contacts.jsonl examples/demo.py DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(FILES examples/contacts.jsonl examples/project.jsonl examples/holidays.csv examples/demo.py
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(FILES docs/reference.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY docs/reference DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)

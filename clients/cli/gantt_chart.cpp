@@ -153,20 +153,19 @@ private:
     }
 
     [[nodiscard]] TimeAxis axisOf(const GanttChart& chart) const {
-        std::optional<Day> first, last;
+        std::vector<Day> days;
         for (const GanttRow& row : chart.rows) {
             for (const auto& day : {row.start, row.finish}) {
-                if (!day) continue;
-                first = std::min(first.value_or(*day), *day);
-                last = std::max(last.value_or(*day), *day);
+                if (day) days.push_back(*day);
             }
         }
-        if (!first) first = last = chart.today;
+        if (days.empty()) return {chart.today, chart.today, nameWidth_};
+        auto [first, last] = std::ranges::minmax(days);
         // Today is on it unless it is far away.
-        const Day near = std::max(14, (*last - *first) / 4);
-        if (chart.today < *first && *first - chart.today <= near) first = chart.today;
-        if (chart.today > *last && chart.today - *last <= near) last = chart.today;
-        return {*first, *last, nameWidth_};
+        const Day near = std::max(14, (last - first) / 4);
+        if (chart.today < first && first - chart.today <= near) first = chart.today;
+        if (chart.today > last && chart.today - last <= near) last = chart.today;
+        return {first, last, nameWidth_};
     }
 
     void placeRows() {
@@ -255,7 +254,7 @@ private:
         const auto cells = static_cast<std::size_t>(std::max(1.0, (nameWidth_ - margin - left) / cellOf(row)));
         words("name", left, base, shortened(onOneLine(row.name), cells), R"x( clip-path="url(#names)")x");
         if (row.start && row.finish) {
-            drawSpan(row, y, base);
+            drawSpan(row, *row.start, *row.finish, y, base);
         } else {
             drawMissing(row, y, base);
         }
@@ -270,12 +269,12 @@ private:
         words("muted", x + 9, base, known ? (row.start ? "no finish" : "no start") : "no dates");
     }
 
-    void drawSpan(const GanttRow& row, double y, double base) {
-        const double from = axis_.at(std::min(*row.start, *row.finish));
-        const double to = std::max(axis_.at(std::max(*row.start, *row.finish) + 1), from + 3);
+    void drawSpan(const GanttRow& row, Day start, Day finish, double y, double base) {
+        const double from = axis_.at(std::min(start, finish));
+        const double to = std::max(axis_.at(std::max(start, finish) + 1), from + 3);
         const double inset = 4, height = measures_.rowHeight - 2 * inset;
         const double share = std::clamp(row.percentage, 0.0, 100.0) / 100;
-        if (*row.finish < *row.start) {
+        if (finish < start) {
             box("odd", from, y + inset, to - from, height, 2);
             words("muted", to + 5, base, "finish before start");
             return;

@@ -95,9 +95,10 @@ constexpr const char* treeHelp =
     "In JSON each item has its children in it, named as the members of ProjectTask; \"apart\" lists the others.";
 
 constexpr const char* ganttHelp =
-    "A row is drawn from its planned start to its planned finish, what is done darker; days that are not worked on in\n"
-    "the project's calendar are shaded. The picture is light or dark as its viewer is. A file that is there is kept\n"
-    "unless --replace is given.";
+    "A row is drawn from its planned start to its planned finish, what is done in a stronger colour; days that are "
+    "not\n"
+    "worked on in the project's calendar are shaded. The picture is light or dark as its viewer is. A file that is\n"
+    "there is kept unless --replace is given.";
 
 constexpr const char* checkHelp =
     "link       a row whose link names nothing\n"

@@ -265,8 +265,9 @@ WorkingDays workingDays(const Session& session, const std::string& calendar) {
 /// Nothing for a number that is no day of the calendar.
 std::optional<Day> dayOf(const std::optional<double>& day) {
     constexpr double first = -657434, last = 2958465; // the years 100 to 9999
-    if (!day || !(*day >= first && *day < last + 1)) return std::nullopt;
-    return static_cast<Day>(std::floor(*day));
+    const double number = day.value_or(first - 1);
+    const bool isDay = number >= first && number < last + 1;
+    return isDay ? std::optional(static_cast<Day>(std::floor(number))) : std::nullopt;
 }
 
 Day today() {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <limits>
 #include <map>
+#include <ranges>
 #include <tuple>
 
 namespace corveth::cli {
@@ -108,11 +109,11 @@ private:
         std::string before = parent.before;
         if (parent.depth > 0) before += parent.isLast ? "   " : "│  ";
         bool isLast = true;
-        for (auto child = found->second.rbegin(); child != found->second.rend(); ++child) {
-            Entry& entry = byId_.at(foldCase((*child)->id));
+        for (const PlanItem* child : std::views::reverse(found->second)) {
+            Entry& entry = byId_.at(foldCase(child->id));
             if (entry.isPlaced) continue;
             entry.isPlaced = true;
-            waiting.push_back({*child, parent.depth + 1, before, isLast});
+            waiting.push_back({child, parent.depth + 1, before, isLast});
             isLast = false;
         }
     }

@@ -227,6 +227,8 @@ TEST_P(TransferTest, ABeginningThatIsNoneOfThisBuildIsRefused) {
          "line 1: the dump is of format 2, and this build reads format 1"},
         {"newer tables", R"({"corveth": "dump", "format": 1, "schema": 3})",
          "line 1: the dump is of tables of version 3, newer than this build's 2"},
+        {"older than any", R"({"corveth": "dump", "format": 1, "schema": 0})",
+         "line 1: the dump is of tables of version 0, older than this build's 2"},
         {"no version", R"({"corveth": "dump", "format": 1})", "line 1: \"schema\" is missing"},
     };
     for (const auto& row : cases) {
@@ -289,6 +291,15 @@ TEST_P(TransferTest, ADumpIsOfOneMoment) {
         all += piece;
     EXPECT_EQ(all, dumpOf({R"({"table": "ContactMaster", "row": {"ContactId": "CN00000001"}})",
                            R"({"table": "Notes", "row": {"NoteId": "NT00000001", "Title": "before"}})"}));
+}
+
+TEST_P(TransferTest, EarlierTablesHadNothingThatTheseHaveNot) {
+    load(R"({"corveth": "dump", "format": 1, "schema": 1})"
+         "\n"
+         R"({"table": "Projects", "row": {"Id": "PT00000001", "ParentID": "PT00000001", "ItemName": "Dig"}})"
+         "\n" +
+         closing(1));
+    EXPECT_EQ(rows("Select Id, ItemName, PlnWork From Projects"), "PT00000001,Dig,-");
 }
 
 TEST_P(TransferTest, NewKeysFollowThoseThatCame) {

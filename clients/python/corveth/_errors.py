@@ -21,6 +21,7 @@ _TEXTS = {
     _RUN_TIME + 7: "Out of memory",
     _RUN_TIME + TYPE_MISMATCH: "Type mismatch",
     _RUN_TIME + 94: "Invalid use of Null",
+    _RUN_TIME + 3709: "There is no open connection",
     0x80004001: "Not implemented",
     0x80004002: "No such interface",
     0x80004003: "Invalid pointer",

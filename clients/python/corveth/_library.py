@@ -12,7 +12,7 @@ from ctypes import byref, c_void_p
 from pathlib import Path
 
 from . import _binary as binary
-from ._errors import CANNOT_CREATE, SOURCE, Error
+from ._errors import CANNOT_CREATE, SOURCE, Error, from_hresult
 from ._installed import SERVER
 
 LIBRARY = "prjCorveth.so"
@@ -104,8 +104,8 @@ class Server:
         create, release = self._factories.get(factory.table[0]) or self._bind(factory.table[0])
         result = create(c_void_p(factory.address), None, _dispatch_id, byref(made))
         release(c_void_p(factory.address))
-        if result < 0 or not made.address:
-            raise cannot_create(f"{prog_id} (0x{result & 0xFFFFFFFF:08X})")
+        if result < 0:
+            raise from_hresult(result, f"{prog_id} cannot be created")
         return made.address, made.table[0]
 
     def _bind(self, table: int) -> tuple[Callable, Callable]:

@@ -1,5 +1,6 @@
 """Names, arguments and failures."""
 
+import concurrent.futures
 import copy
 import pickle
 import unittest
@@ -48,6 +49,14 @@ class NameTest(ClientTest):
         for name in [None, 7, b"prjCorveth.Note"]:
             with self.subTest(name), self.assertRaises(TypeError):
                 corveth.Dispatch(name)
+
+    def test_what_loads_itself_needs_a_connection(self):
+        def elsewhere():  # a thread that has none
+            with self.fails(3709):
+                new("ProjectTypes")
+
+        with concurrent.futures.ThreadPoolExecutor() as threads:
+            threads.submit(elsewhere).result()
 
     def test_what_a_wrapper_tells_of_itself(self):
         notes = new("Notes")

@@ -104,27 +104,33 @@ void ProjectTypes::Update(Value ID) {
 
 void ProjectTypes::save(ProjectType& type) {
     trap("ProjectType", Report::message, "Cannot save Project Type.", [&] {
+        const bool isNew = type.ID.empty() || rows_->isEmpty();
+        if (isNew) rows_ = openRecordset(Sql{"Select * From ProjectTypeMaster"}, CursorType::keyset);
         Text newId;
-        if (type.ID.empty() || rows_->isEmpty()) {
-            rows_ = openRecordset(Sql{"Select * From ProjectTypeMaster"}, CursorType::keyset);
-            rows_->AddNew();
-            rows_->setNewKey("ItemID", [&newId] { return newId = generateId(Table::id); });
-        } else {
-            const Sql criteria{"ItemID ='", type.ID, "'"};
-            if (!criteria.refusal().empty()) raise(errors::invalidCall, criteria.refusal());
-            rows_->MoveFirst();
-            rows_->Find(criteria.text(), 0, 1);
-        }
         try {
+            if (isNew) {
+                rows_->AddNew();
+                rows_->setNewKey("ItemID", [&newId] { return newId = generateId(Table::id); });
+            } else {
+                find(type.ID);
+            }
             storeRow<Table::written>(type, *rows_);
             if (!type.ParentId.empty()) rows_->set("ParentID", type.ParentId);
             rows_->Update();
-        } catch (const Error&) {
+        } catch (...) {
             rows_->CancelUpdate(); // or the next save would begin by saving this row
             throw;
         }
-        if (!newId.empty()) type.ID = newId;
+        if (isNew) type.ID = newId;
     });
+}
+
+/// At EOF, where nothing can be written, when there is no such row.
+void ProjectTypes::find(const Text& id) {
+    const Sql criteria{"ItemID ='", id, "'"};
+    if (!criteria.refusal().empty()) raise(errors::invalidCall, criteria.refusal());
+    rows_->MoveFirst();
+    rows_->Find(criteria.text(), 0, 1);
 }
 
 } // namespace corveth

@@ -36,6 +36,7 @@ private:
     struct Table;
     void load();
     void save(ProjectType& type);
+    void find(const Text& id);
 
     Members<ProjectType> members_;
     Ref<Recordset> rows_; ///< all of them, kept for saving

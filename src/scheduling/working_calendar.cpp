@@ -61,15 +61,9 @@ struct WorkingCalendar::Run {
 
     [[nodiscard]] Date at(std::int64_t day) const noexcept { return {first + static_cast<double>(day)}; }
 
-    /// Leaves out the days from `stop` on.
-    void endBefore(double stop) noexcept {
-        std::int64_t fewer = std::min(days, count(stop));
-        while (fewer > 0 && at(fewer - 1).day >= stop)
-            --fewer;
-        while (fewer < days && at(fewer).day < stop)
-            ++fewer;
-        days = fewer;
-    }
+    /// Leaves out the days from `stop` on. Where the difference is rounded the last day may go, too; it is then a run
+    /// of its own.
+    void endBefore(double stop) noexcept { days = std::min(days, count(stop)); }
 
 private:
     [[nodiscard]] std::int64_t count(double end) const noexcept {

@@ -90,22 +90,13 @@ std::string RawTasks::sumStatement(const char* id) {
                        id);
 }
 
-std::array<std::optional<double>, 14> RawTasks::written(double hours, double percentage, const RawSums& sums) {
+std::array<RawNumber, 14> RawTasks::written(double hours, double percentage, const RawSums& sums) {
     const auto& of = sums.numbers;
-    return {hours,
-            of[RawSums::plannedWork],
-            of[RawSums::earliestStart],
-            of[RawSums::plannedStart],
-            of[RawSums::plannedFinish],
-            of[RawSums::users],
-            of[RawSums::actualDuration],
-            of[RawSums::remainingWork],
-            of[RawSums::actualWorked],
-            percentage,
-            of[RawSums::overrun],
-            of[RawSums::actualStart],
-            of[RawSums::actualFinish],
-            of[RawSums::finished]};
+    return {
+        RawNumber{hours},           of[RawSums::plannedWork], of[RawSums::earliestStart],  of[RawSums::plannedStart],
+        of[RawSums::plannedFinish], of[RawSums::users],       of[RawSums::actualDuration], of[RawSums::remainingWork],
+        of[RawSums::actualWorked],  RawNumber{percentage},    of[RawSums::overrun],        of[RawSums::actualStart],
+        of[RawSums::actualFinish],  of[RawSums::finished]};
 }
 
 void RawTasks::save(const std::string& id, double done, bool isInTransaction) {
@@ -128,8 +119,8 @@ void RawTasks::rollUp(std::string id, const std::string& projectId) {
         clear(id);
         if (sum(id, sums_)) {
             const auto& numbers = sums_.numbers;
-            const double planned = numbers[RawSums::plannedWork].value();
-            const double done = numbers[RawSums::actualWorked].value() - numbers[RawSums::overrun].value();
+            const double planned = numbers[RawSums::plannedWork].value;
+            const double done = numbers[RawSums::actualWorked].value - numbers[RawSums::overrun].value;
             float percentage = planned > 0 ? static_cast<float>(done / planned * 100) : 0;
             if (percentage > 100) percentage = 99;
             write(id, hoursOf(sums_, projectId), percentage, sums_);
@@ -146,8 +137,8 @@ double RawTasks::hoursOf(const RawSums& sums, const std::string& projectId) {
     if (!hasWeek && !readWeek("", hours_)) return 0;
     if (!hasExceptions) readExceptions("", hours_);
     if (!hours_.exceptions.empty()) throw std::runtime_error("nothing counts the exceptions here");
-    const int start = static_cast<int>(sums.numbers[RawSums::plannedStart].value());
-    const int finish = static_cast<int>(sums.numbers[RawSums::plannedFinish].value());
+    const int start = static_cast<int>(sums.numbers[RawSums::plannedStart].value);
+    const int finish = static_cast<int>(sums.numbers[RawSums::plannedFinish].value);
     double hours = 0;
     for (int day = start; day <= finish; ++day) // a multiple of seven is a Saturday
         hours += hours_.week[static_cast<std::size_t>(day + 6) % hours_.week.size()];

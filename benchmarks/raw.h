@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -135,6 +134,12 @@ struct RawTask {
     std::array<double, columnCount> numbers{}; ///< 0 for Null
 };
 
+/// Of a column that may be Null.
+struct RawNumber {
+    double value = 0;
+    bool isNull = false;
+};
+
 /// What the rows below one come to, as the query has it.
 struct RawSums {
     static constexpr int columnCount = 15; ///< the first is the row's key
@@ -143,7 +148,7 @@ struct RawSums {
                                  actualStart = 12, actualFinish = 13, finished = 14;
 
     std::string id;
-    std::array<std::optional<double>, columnCount> numbers;
+    std::array<RawNumber, columnCount> numbers;
 };
 
 class RawTasks {
@@ -166,7 +171,7 @@ protected:
     static std::string clearStatement(const char* id);
     static std::string sumStatement(const char* id);
     /// In the order in which a row is written: duration, work, days, and so on to whether it is finished.
-    static std::array<std::optional<double>, 14> written(double hours, double percentage, const RawSums& sums);
+    static std::array<RawNumber, 14> written(double hours, double percentage, const RawSums& sums);
 
 private:
     void rollUp(std::string id, const std::string& projectId);

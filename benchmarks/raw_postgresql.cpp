@@ -259,21 +259,31 @@ ServerCalendar::ServerCalendar(RawServer& server) : server_(server) {
     server_.prepare("exceptions", "select * from holidays where projectid = $1");
 }
 
-void ServerCalendar::read(const std::string& project, RawHours& hours) {
-    const auto real = [](const RawResult& rows, int row, int column) {
-        return std::bit_cast<double>(numberIn<std::uint64_t>(rows.get(), row, column));
-    };
-    const RawResult week = server_.run("week", {project.c_str()});
+namespace {
+
+/// False without a row.
+bool readWeekRow(const RawResult& rows, RawHours& hours) {
+    if (PQntuples(rows.get()) == 0) return false;
+    hours.id = cell(rows.get(), 0, 0);
     for (std::size_t day = 0; day < hours.week.size(); ++day)
-        hours.week[day] = real(week, 0, static_cast<int>(day) + 1);
-    hours.id = cell(week.get(), 0, 0);
-    hours.project = cell(week.get(), 0, static_cast<int>(hours.week.size()) + 1);
-    const RawResult rows = server_.run("exceptions", {project.c_str()});
+        hours.week[day] = realIn(rows.get(), 0, static_cast<int>(day) + 1);
+    hours.project = cell(rows.get(), 0, static_cast<int>(hours.week.size()) + 1);
+    return true;
+}
+
+void readExceptionRows(const RawResult& rows, RawHours& hours) {
     hours.exceptions.clear();
     for (int row = 0; row < PQntuples(rows.get()); ++row) {
-        hours.exceptions.push_back({real(rows, row, 0), real(rows, row, 1), std::string(cell(rows.get(), row, 2)),
-                                    std::string(cell(rows.get(), row, 3))});
+        hours.exceptions.push_back({realIn(rows.get(), row, 0), realIn(rows.get(), row, 1),
+                                    std::string(cell(rows.get(), row, 2)), std::string(cell(rows.get(), row, 3))});
     }
+}
+
+} // namespace
+
+void ServerCalendar::read(const std::string& project, RawHours& hours) {
+    readWeekRow(server_.run("week", {project.c_str()}), hours);
+    readExceptionRows(server_.run("exceptions", {project.c_str()}), hours);
 }
 
 // --- tasks
@@ -323,8 +333,8 @@ bool ServerTasks::sum(const std::string& id, RawSums& sums) {
     if (PQntuples(rows.get()) == 0) return false;
     sums.id = cell(rows.get(), 0, 0);
     for (int column = 1; column < RawSums::columnCount; ++column) {
-        auto& number = sums.numbers[static_cast<std::size_t>(column)];
-        number = PQgetisnull(rows.get(), 0, column) != 0 ? std::nullopt : std::optional(realIn(rows.get(), 0, column));
+        const bool isNull = PQgetisnull(rows.get(), 0, column) != 0;
+        sums.numbers[static_cast<std::size_t>(column)] = {isNull ? 0 : realIn(rows.get(), 0, column), isNull};
     }
     return true;
 }
@@ -334,8 +344,8 @@ void ServerTasks::write(const std::string& id, double hours, double percentage, 
     std::array<std::string, std::tuple_size_v<decltype(numbers)>> texts;
     std::array<const char*, std::tuple_size_v<decltype(texts)> + 1> values{};
     for (std::size_t i = 0; i < numbers.size(); ++i) {
-        if (!numbers[i]) continue;
-        texts[i] = fmt::format("{}", *numbers[i]);
+        if (numbers[i].isNull) continue;
+        texts[i] = fmt::format("{}", numbers[i].value);
         values[i] = texts[i].c_str();
     }
     values.back() = id.c_str();
@@ -352,20 +362,14 @@ bool ServerTasks::above(const std::string& id, std::string& key, std::string& pa
 }
 
 bool ServerTasks::readWeek(const std::string& projectId, RawHours& hours) {
-    const RawResult rows =
-        projectId.empty() ? server_.run("common week", {}) : server_.run("week", {projectId.c_str()});
-    if (PQntuples(rows.get()) == 0) return false;
-    for (std::size_t day = 0; day < hours.week.size(); ++day)
-        hours.week[day] = realIn(rows.get(), 0, static_cast<int>(day) + 1);
-    return true;
+    return readWeekRow(projectId.empty() ? server_.run("common week", {}) : server_.run("week", {projectId.c_str()}),
+                       hours);
 }
 
 bool ServerTasks::readExceptions(const std::string& projectId, RawHours& hours) {
-    const RawResult rows =
-        projectId.empty() ? server_.run("common exceptions", {}) : server_.run("exceptions", {projectId.c_str()});
-    hours.exceptions.clear();
-    for (int row = 0; row < PQntuples(rows.get()); ++row)
-        hours.exceptions.push_back({realIn(rows.get(), row, 0), realIn(rows.get(), row, 1)});
+    readExceptionRows(projectId.empty() ? server_.run("common exceptions", {})
+                                        : server_.run("exceptions", {projectId.c_str()}),
+                      hours);
     return !hours.exceptions.empty();
 }
 

@@ -302,23 +302,35 @@ SqliteCalendar::SqliteCalendar(const std::string& file)
       week_(database_.get(), "Select * From WorkingHours Where ProjectId=?"),
       exceptions_(database_.get(), "Select * From Holidays Where Projectid=?") {}
 
-void SqliteCalendar::read(const std::string& project, RawHours& hours) {
-    week_.bind(1, project);
-    while (week_.step()) {
-        for (std::size_t day = 0; day < hours.week.size(); ++day)
-            hours.week[day] = week_.real(static_cast<int>(day) + 1);
-        week_.read(0, hours.id);
-        week_.read(static_cast<int>(hours.week.size()) + 1, hours.project);
-    }
+namespace {
+
+/// False without a row.
+bool readWeekRow(RawStatement& row, RawHours& hours) {
+    if (!row.step()) return false;
+    row.read(0, hours.id);
+    for (std::size_t day = 0; day < hours.week.size(); ++day)
+        hours.week[day] = row.real(static_cast<int>(day) + 1);
+    row.read(static_cast<int>(hours.week.size()) + 1, hours.project);
+    row.run();
+    return true;
+}
+
+void readExceptionRows(RawStatement& rows, RawHours& hours) {
     hours.exceptions.clear();
-    exceptions_.bind(1, project);
-    while (exceptions_.step()) {
+    while (rows.step()) {
         auto& row = hours.exceptions.emplace_back();
-        row.day = exceptions_.real(0);
-        row.hours = exceptions_.real(1);
-        exceptions_.read(2, row.project);
-        exceptions_.read(3, row.name);
+        row.day = rows.real(0);
+        row.hours = rows.real(1);
+        rows.read(2, row.project);
+        rows.read(3, row.name);
     }
+}
+
+} // namespace
+
+void SqliteCalendar::read(const std::string& project, RawHours& hours) {
+    readWeekRow(week_.bind(1, project), hours);
+    readExceptionRows(exceptions_.bind(1, project), hours);
 }
 
 // --- tasks
@@ -371,8 +383,7 @@ bool SqliteTasks::sum(const std::string& id, RawSums& sums) {
     if (!sum_.step()) return false;
     sum_.read(0, sums.id);
     for (int column = 1; column < RawSums::columnCount; ++column) {
-        auto& number = sums.numbers[static_cast<std::size_t>(column)];
-        number = sum_.isNull(column) ? std::nullopt : std::optional(sum_.real(column));
+        sums.numbers[static_cast<std::size_t>(column)] = {sum_.real(column), sum_.isNull(column)};
     }
     sum_.run();
     return true;
@@ -382,7 +393,7 @@ void SqliteTasks::write(const std::string& id, double hours, double percentage, 
     int number = 0;
     for (const auto& value : written(hours, percentage, sums)) {
         ++number;
-        value ? write_.bind(number, *value) : write_.bindNull(number);
+        value.isNull ? write_.bindNull(number) : write_.bind(number, value.value);
     }
     write_.bind(++number, id).run();
 }
@@ -397,19 +408,11 @@ bool SqliteTasks::above(const std::string& id, std::string& key, std::string& pa
 }
 
 bool SqliteTasks::readWeek(const std::string& projectId, RawHours& hours) {
-    RawStatement& week = projectId.empty() ? commonWeek_ : week_.bind(1, projectId);
-    if (!week.step()) return false;
-    for (std::size_t day = 0; day < hours.week.size(); ++day)
-        hours.week[day] = week.real(static_cast<int>(day) + 1);
-    week.run();
-    return true;
+    return readWeekRow(projectId.empty() ? commonWeek_ : week_.bind(1, projectId), hours);
 }
 
 bool SqliteTasks::readExceptions(const std::string& projectId, RawHours& hours) {
-    RawStatement& exceptions = projectId.empty() ? commonExceptions_ : exceptions_.bind(1, projectId);
-    hours.exceptions.clear();
-    while (exceptions.step())
-        hours.exceptions.push_back({exceptions.real(0), exceptions.real(1)});
+    readExceptionRows(projectId.empty() ? commonExceptions_ : exceptions_.bind(1, projectId), hours);
     return !hours.exceptions.empty();
 }
 

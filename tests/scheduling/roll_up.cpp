@@ -321,8 +321,8 @@ TEST_P(RollUpTest, AncestorsAreWhatTheSameSumsGiveInMemory) {
                              row.start, row.finish, row.work, row.users, row.actual, row.remaining, row.done,
                              row.overrun, row.finished ? "True" : "False"));
         }
-        for (std::size_t i = 0; i < tree.rows.size(); ++i) {
-            if (tree.rows[i].isTask) rollUp(Tree::idOf(tree.rows[i].parent), Tree::idOf(0));
+        for (const auto& row : tree.rows) {
+            if (row.isTask) rollUp(Tree::idOf(row.parent), Tree::idOf(0));
         }
         connection->CommitTrans();
         for (std::size_t i = 0; i < tree.rows.size(); ++i) {

@@ -234,8 +234,9 @@ bool parsePlain(TextView text, double& number) noexcept {
     const std::size_t first = text.starts_with('-') ? 1 : 0;
     if (text.size() <= first || !isDigit(text[first]) || !isDigit(text.back())) return false;
     double read = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, read, std::chars_format::fixed);
+    const char* const begin = text.data();
+    const char* const end = begin + text.size();
+    const auto [stop, error] = std::from_chars(begin, end, read, std::chars_format::fixed);
     if (error != std::errc() || stop != end || (read == 0 && first == 1)) return false;
     number = read;
     return true;

@@ -251,7 +251,8 @@ TEST(WorkingCalendarTest, DaysFollowOneAnotherByOneMoreEachTime) {
     const Week week = {1.0, 2.0, 4.0, 8.0, 16.0, 32.0, 64.0};
     for (const auto& row : cases) {
         Rows rows;
-        for (double day = row.start; day < std::min(row.end, row.start + 10); ++day)
+        double day = row.start;
+        for (int i = 0; i < 10 && day < row.end; ++i, day += 1)
             rows.push_back({day, 3.0});
         for (const Rows& exceptions : {Rows(), rows}) {
             SCOPED_TRACE(row.name);

@@ -101,6 +101,18 @@ TEST_P(RollUpTest, AGroupIsTheSumOfItsTasks) {
     }
 }
 
+TEST_P(RollUpTest, ADurationIsMeasuredInTheProjectsCalendar) {
+    projectWith("", "PlnFinishDate=39126");
+    sql("Insert Into WorkingHours Values ('WH00000002', 0, 4, 5, 4, 4, 4, 0, 'PT1')");
+    sql("Insert Into WorkingHours Values ('WH00000003', 1, 1, 1, 1, 1, 1, 1, 'PT2')");
+    rollUp("PT2", "PT1");
+    EXPECT_EQ(figures("PT2"), "39125 39126 - 9 16 2 0 16 0 0 0 - - False");
+
+    sql("Delete From WorkingHours"); // no hours are known
+    rollUp("PT2", "PT1");
+    EXPECT_EQ(figures("PT2"), "39125 39126 - 0 16 2 0 16 0 0 0 - - False");
+}
+
 TEST_P(RollUpTest, AFailureEndsTheWalkWithTheGroupCleared) {
     const struct {
         const char *name, *ofBoth;

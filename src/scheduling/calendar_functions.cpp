@@ -27,6 +27,7 @@ Sql exceptionQuery(const Text& key) {
 
 std::vector<ExceptionDay> readExceptions(Recordset& rows) {
     static constexpr std::array names = {"excDate", "WorkingHour"};
+    if (rows.isEmpty()) return {};
     const auto at = rows.positions(&names, names);
     for (std::size_t i = 0; i < names.size(); ++i) {
         if (at[i] < 0) raise(errors::noSuchItem, names[i]);

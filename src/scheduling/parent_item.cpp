@@ -40,7 +40,7 @@ struct ParentItem::Table {
         method<&ParentItem::Update>("Update"),
         method<&ParentItem::ClearAllUser>("ClearAllUser"),
     };
-    static constexpr Column<ParentItem> read[] = {
+    static constexpr auto read = std::to_array<Column<ParentItem>>({
         column<&ParentItem::ParentId>("ParentID", OnNull::empties),
         column<&ParentItem::Description>("Description", OnNull::empties),
         column<&ParentItem::AwardedAmount>("AwAmount"),
@@ -69,7 +69,15 @@ struct ParentItem::Table {
         column<&ParentItem::ProjectCategoryID>("PrjCategoryId", OnNull::empties),
         column<&ParentItem::CalculationMethod>("CalcMethod"),
         column<&ParentItem::id_>("Id"),
-    };
+    });
+    static constexpr auto readForTask = [] {
+        auto columns = read;
+        for (auto& column : columns) {
+            const TextView name = column.name;
+            if (name == "PercCompleted" || name == "CalcMethod") column.onNull = OnNull::ignored;
+        }
+        return columns;
+    }();
     static constexpr Column<ParentItem> written[] = {
         column<&ParentItem::ParentId>("ParentID"),
         column<&ParentItem::ItemType>("ItemType"),
@@ -78,16 +86,24 @@ struct ParentItem::Table {
 
 constinit const ClassInfo ParentItem::description = describe<ParentItem, ParentItem::Table>();
 
+template <const auto& columns>
+void ParentItem::load() {
+    trap("Projects", Report::cause, "", [&] {
+        isFound_ = false;
+        const auto rows = openRecordset(Sql{"Select * From Projects Where Id=\"", id_, "\""}, CursorType::staticCopy);
+        if (rows->isEmpty()) return;
+        loadRow<columns>(*rows, *this);
+        isFound_ = true;
+    });
+}
+
 void ParentItem::loadAs(Text id) {
     id_ = std::move(id);
-    Populate();
+    load<Table::readForTask>();
 }
 
 void ParentItem::Populate() {
-    trap("Projects", Report::cause, "", [&] {
-        const auto rows = openRecordset(Sql{"Select * From Projects Where Id=\"", id_, "\""}, CursorType::staticCopy);
-        if (!rows->isEmpty()) loadRow<Table::read>(*rows, *this);
-    });
+    load<Table::read>();
 }
 
 void ParentItem::Update() {

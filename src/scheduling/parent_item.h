@@ -37,8 +37,11 @@ public:
     std::uint8_t CalculationMethod = 0; ///< a `ptCalcMethod`
 
     [[nodiscard]] Text get_ID() const { return id_; }
-    /// Takes the ID and loads its row.
+    /// Takes the ID and loads its row, as a task does that has it for a parent. A percentage or a calculation method
+    /// that is no byte is left as it was, and logged: it must not keep whole trees from being loaded.
     void loadAs(Text id);
+    /// Whether the last load found a row.
+    [[nodiscard]] bool isFound() const noexcept { return isFound_; }
 
     /// Loads the row of `ID`; without one the fields stay as they are.
     void Populate();
@@ -49,8 +52,11 @@ public:
 
 private:
     struct Table;
+    template <const auto& columns>
+    void load();
 
     Text id_;
+    bool isFound_ = false;
 };
 
 } // namespace corveth

@@ -266,7 +266,15 @@ void ProjectTask::takeFromProject() {
     SourceType = parentProject_->SourceType;
 }
 
+/// A parent that is not there has no dates to plan from, and no tree.
+void ProjectTask::requireParent() const {
+    const Text parent = parentId();
+    if (parent.empty() || parent_->isFound() || equalNoCase(parent, ID)) return;
+    raise(errors::invalidCall, "the parent " + inQuotes(parent) + " is no row of Projects");
+}
+
 void ProjectTask::becomeNew() {
+    requireParent();
     takeFromProject();
     for (Text* text : {&itemName_, &Description, &actualStartDate_, &actualFinishDate_})
         text->clear();
@@ -321,6 +329,8 @@ void ProjectTask::Update() {
 ProjectTask::Changes ProjectTask::saveRow() {
     const auto rows = openRecordset(rowStatement(), CursorType::keyset);
     const bool isNew = rows->isEmpty();
+    // One that has lost its parent can still be worked on.
+    if (isNew || !equalNoCase(textOrEmpty(rows->value("ParentID")), parentId())) requireParent();
     if (isNew) {
         rows->AddNew();
         rows->setNewKey(Table::id.keyColumn, [this] { return ID = generateId(Table::id); });
@@ -351,7 +361,18 @@ ProjectTask::Changes ProjectTask::saveRow() {
         if (hasNoProject) parentProject_ = make<ParentItem>();
         throw;
     }
+    if (equalNoCase(projectId(), ID)) keepProjectInStep();
     return changed;
+}
+
+/// The view of a project on itself has what was just written, so that loading the object again does not take back what
+/// it handed down.
+void ProjectTask::keepProjectInStep() {
+    parentProject_->ProjectCategoryID = categoryId();
+    parentProject_->VersionID = versionId();
+    parentProject_->SourceId = sourceId();
+    parentProject_->SourceType = SourceType;
+    parentProject_->BidID = BidID;
 }
 
 void ProjectTask::handDown(const Changes& changed) {

@@ -115,6 +115,8 @@ private:
     void load(Recordset& rows);
     void becomeNew();
     void takeFromProject();
+    void requireParent() const;
+    void keepProjectInStep();
     Changes saveRow();
     void handDown(const Changes& changed);
 

@@ -125,12 +125,14 @@ void ProjectTypes::save(ProjectType& type) {
     });
 }
 
-/// At EOF, where nothing can be written, when there is no such row.
+/// Its row as it is now: others, and a transaction that was undone, may have changed it since the rows were read. Fails
+/// when there is none.
 void ProjectTypes::find(const Text& id) {
     const Sql criteria{"ItemID ='", id, "'"};
     if (!criteria.refusal().empty()) raise(errors::invalidCall, criteria.refusal());
     rows_->MoveFirst();
     rows_->Find(criteria.text(), 0, 1);
+    rows_->resync();
 }
 
 } // namespace corveth

@@ -26,8 +26,8 @@ public:
     /// Deletes the category and those right below it, and loads all again: what was not saved is lost. Failures are
     /// logged only.
     void Remove(Value ID);
-    /// Saves one category, which then stands last under the ID that it has, or all of them when `ID` is left out. A
-    /// category that the rows know none of gets an ID of its own.
+    /// Saves one category, which then stands last under the ID that it has, or all of them when `ID` is left out. One
+    /// without an ID gets one, as does the first of a table without rows; the ID is kept only once the row is saved.
     void Update(Value ID = Missing{});
     /// A new member, keyed by `strItemID` when that is not empty (457 when it is there already).
     Ref<ProjectType> AddItem(Text strItemID, Text strParentID, Text strDesc, Text strItemType);

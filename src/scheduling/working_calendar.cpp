@@ -169,6 +169,8 @@ bool WorkingCalendar::visit(const Run& run, const Plain& plain, const Exception&
 }
 
 std::int16_t WorkingCalendar::between(Date start, Date end, bool includeEnd) const {
+    for (const Date date : {start, end})
+        static_cast<void>(checkedDate(date.day));
     const bool isReversed = start > end;
     if (isReversed) std::swap(start, end);
     const double stop = includeEnd ? dayAfter(end).day : end.day;

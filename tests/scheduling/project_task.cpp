@@ -95,7 +95,8 @@ TEST_P(ProjectTaskTest, AnItemThatCannotBePlannedFails) {
         Text expected;
     } cases[] = {
         {"a task without a parent", ptType::Task, "", "Select 1", unplanned},
-        {"a parent that is not there", ptType::Task, "PT00000099", "Select 1", unplanned},
+        {"a parent that is not there", ptType::Task, "PT00000099", "Select 1",
+         "Invalid procedure call or argument: the parent \"PT00000099\" is no row of Projects"},
         {"a parent that would end the statement", ptType::Task, "P\"T", "Select 1", "Invalid procedure call"},
         {"a calendar without a row", ptType::PROJECT, "", "Delete From WorkingHours", unplanned},
         {"no table", ptType::PROJECT, "", "Drop Table Projects", GetParam().noTable("Projects")},
@@ -343,6 +344,60 @@ TEST_P(ProjectTaskTest, WhatAProjectChangesReachesItsWholeTree) {
         EXPECT_EQ(handedDown(project), row.fromProject);
         EXPECT_EQ(this->row(group, {row.column}), *row.inTree == 0 ? "(null)" : row.inTree) << before;
     }
+}
+
+TEST_P(ProjectTaskTest, LoadingAgainTakesBackNothingThatWasHandedDown) {
+    const auto project = item(ptType::PROJECT);
+    project->Update();
+    const Text group = saved(ptType::GroupTask, project->ID);
+    project->get_Version()->let_ID("VR00000001");
+    project->get_Source()->ID = "BD00000001";
+    project->get_ProjectCategory()->ID = "PC00000001";
+    project->BidID = "BD00000002";
+    project->SourceType = "Bid";
+    for (int times = 0; times < 2; ++times) {
+        project->Update();
+        project->Populate();
+    }
+    EXPECT_EQ(row(project->ID, {"VersionId", "SourceId", "prjCategoryId", "BidId", "SourceType"}),
+              "VR00000001|BD00000001|PC00000001|BD00000002|Bid");
+    EXPECT_EQ(row(group, {"VersionId", "SourceId", "BidId"}), "VR00000001|BD00000001|BD00000002");
+}
+
+TEST_P(ProjectTaskTest, IsNotMovedToAParentThatIsNotThere) {
+    const Text project = saved(ptType::PROJECT);
+    const auto task = item(ptType::Task, project);
+    task->Update();
+    task->let_ParentId("PT00000099");
+    test::expectFailure({errors::application, "Versions",
+                         "Invalid procedure call or argument: the parent \"PT00000099\" is no row of Projects"},
+                        [&] { task->Update(); });
+    EXPECT_EQ(row(task->ID, {"ParentID", "ProjectId"}), project + "|" + project);
+
+    sql("Update Projects Set ParentID='PT00000099' Where Id='" + task->ID + "'");
+    const auto orphan = loaded(task->ID);
+    orphan->Description = "found";
+    orphan->Update();
+    EXPECT_EQ(row(task->ID, {"Description", "ParentID"}), "found|PT00000099");
+}
+
+// A project's percentage is below 0 when less than nothing was done.
+TEST_P(ProjectTaskTest, FiguresThatAreNoBytesKeepNoTreeFromBeingLoaded) {
+    const Text project = saved(ptType::PROJECT);
+    const auto task = item(ptType::Task, project);
+    task->let_ActualWorked(-2);
+    task->Update();
+    EXPECT_EQ(row(project, {"PercCompleted"}), "-25");
+    sql("Update Projects Set CalcMethod=300 Where Id='" + project + "'");
+    logged();
+    EXPECT_EQ(loaded(project)->get_CompletedPercentage(), -25);
+    EXPECT_THAT(logged(), Contains(StartsWith("ParentItem|reading PercCompleted of " + project + "|Overflow")));
+    loaded(task->ID)->Update();
+    saved(ptType::Task, project);
+
+    const auto parent = make<ParentItem>();
+    parent->loadAs(project);
+    test::expectFailure({errors::application, "Projects", "Overflow"}, [&] { parent->Populate(); });
 }
 
 TEST_P(ProjectTaskTest, ANewProjectHandsDownWhatItWasGiven) {

@@ -132,6 +132,37 @@ TEST_P(ProjectTypesTest, AFailureToSaveIsToldAndLeavesTheOthersTheirChance) {
                       "PC00000003,PC00000001,leaf,Gables,2;PC00000004,PC00000003,leaf,Tiles,3;");
 }
 
+TEST_P(ProjectTypesTest, SavesWhatOthersHaveChangedInTheMeantime) {
+    putRows();
+    const auto types = make<ProjectTypes>();
+    const auto type = types->get_Item(Text("PC00000001"));
+    type->Description = "Halls";
+    types->Update(Text("PC00000001"));
+    sql("Update ProjectTypeMaster Set Description='Sheds' Where ItemID='PC00000001'");
+    types->Update(Text("PC00000001"));
+    EXPECT_EQ(scalar("Select Description From ProjectTypeMaster Where ItemID='PC00000001'"), "Halls");
+
+    const test::Failure cannotSave{errors::application, "ProjectType", "Cannot save Project Type."};
+    connection->BeginTrans();
+    types->AddItem("", "", "Bridges", "root");
+    types->Update();
+    connection->RollbackTrans();
+    test::expectFailure(cannotSave, [&] { types->Update(); });
+    type->DeleteType();
+    test::expectFailure(cannotSave, [&] { types->Update(Text("PC00000001")); });
+}
+
+TEST_P(ProjectTypesTest, ANewOneThatGetsNoIdIsNotInTheWayOfTheNext) {
+    putRows();
+    sql("Insert Into ProjectTypeMaster (ItemID) Values ('PC99999999')"); // the last there is
+    const auto types = make<ProjectTypes>();
+    types->AddItem("", "", "Bridges", "root");
+    test::expectFailure({errors::application, "ProjectType"}, [&] { types->Update(types->get_Count()); });
+    types->get_Item(Text("PC00000001"))->Description = "Halls";
+    types->Update(Text("PC00000001"));
+    EXPECT_EQ(scalar("Select Count(*) From ProjectTypeMaster Where Description='Halls'"), "1");
+}
+
 TEST_P(ProjectTypesTest, ANewOneThatCannotBeSavedKeepsItsEmptyId) {
     const auto types = make<ProjectTypes>();
     const auto type = types->AddItem("", "", Text("nul\0", 4), "root");

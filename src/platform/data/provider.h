@@ -33,7 +33,7 @@ struct ResultColumn {
     Text originColumn;
 };
 
-/// A table, or a view that can be written to.
+/// A table, or a view; one that can only be read has no key.
 struct TableInfo {
     struct Column {
         Text name;

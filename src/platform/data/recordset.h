@@ -100,6 +100,8 @@ public:
     /// The key of a new row, from `maker`; when somebody else has put in a row of that key before this one is saved,
     /// the maker is asked for another. A key that is then assigned by `set` stays as it is.
     void setNewKey(TextView column, std::function<Text()> maker);
+    /// The current row as the database has it now; 0x80040E38 when it is gone. Not while it is edited.
+    void resync();
 
 private:
     friend class Connection;
@@ -141,6 +143,7 @@ private:
     void appendKeyCondition(Text& statement, std::vector<data::Parameter>& parameters) const;
     [[noreturn]] void failRowGone(const char* doing) const;
     void refresh() const;
+    [[nodiscard]] bool readAgain() const;
 
     Ref<Connection> connection_;
     unsigned generation_ = 0;                     ///< of the connection when this opened

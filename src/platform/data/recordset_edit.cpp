@@ -289,11 +289,21 @@ void Recordset::Delete() {
 /// Reads the row that was written last again, with what the table's defaults and triggers made of it. A row that is
 /// gone again (its transaction was rolled back, say) keeps what was assigned.
 void Recordset::refresh() const {
+    if (shape_->plan(connection_->channel().session())->hasKeys()) static_cast<void>(readAgain());
+    staleRow_ = -1;
+}
+
+void Recordset::resync() {
+    requireRow();
+    if (edit_ != Edit::none) raise(errors::notAllowedHere, "A row is being edited.", source);
+    if (!writePlan().hasKeys()) failWithoutKey(shape_->target());
+    if (!readAgain()) failRowGone("refreshing");
+    staleRow_ = -1;
+}
+
+/// Whether the row is still there.
+bool Recordset::readAgain() const {
     const data::WritePlan& plan = *shape_->plan(connection_->channel().session());
-    if (!plan.hasKeys()) {
-        staleRow_ = -1;
-        return;
-    }
     Text statement = "Select ";
     std::vector<std::size_t> columns;
     for (std::size_t i = 0; i < columnCount_; ++i) {
@@ -308,10 +318,10 @@ void Recordset::refresh() const {
     appendKeyCondition(statement, parameters);
     std::vector<Value> row;
     data::guarded(source, [&] { connection_->channel().read(statement, parameters, row); });
-    staleRow_ = -1;
-    if (row.size() < columns.size()) return;
+    if (row.size() < columns.size()) return false;
     for (std::size_t i = 0; i < columns.size(); ++i)
         stored(columns[i]) = std::move(row[i]);
+    return true;
 }
 
 } // namespace corveth

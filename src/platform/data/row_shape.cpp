@@ -33,7 +33,10 @@ std::span<const int> RowShape::positions(const void* table, std::span<const char
 const WritePlan* RowShape::plan(Session& session) const {
     if (planned_) return plan_ ? &*plan_ : nullptr;
     auto table = target_.empty() ? nullptr : session.table(target_);
-    if (table == nullptr) {
+    const auto isReadOnly = [&] {
+        return table->isView && std::ranges::none_of(table->columns, &TableInfo::Column::isKey);
+    };
+    if (table == nullptr || isReadOnly()) {
         planned_ = true;
         return nullptr;
     }

@@ -181,19 +181,29 @@ std::shared_ptr<const TableInfo> SqliteSession::table(TextView name) {
     return info;
 }
 
+bool SqliteSession::hasTriggers(TextView name) {
+    const auto looking =
+        prepare("Select 1 From sqlite_master Where type = 'trigger' And tbl_name = ?1 Collate Nocase Limit 1", {});
+    std::vector<Value> found;
+    const Parameter parameter = name;
+    looking->run({&parameter, 1}, &found);
+    return !found.empty();
+}
+
 TableInfo SqliteSession::describeTable(TextView name, bool isView) {
     Text sql = "Select * From ";
     appendQuotedName(sql, name);
     const auto rows = prepare(sql, {});
     TableInfo info{isView, {}};
-    bool hasKey = false;
+    // A view has one key column: the first that is a key where it comes from. One without triggers has none, it can
+    // only be read.
+    bool hasKey = isView && !hasTriggers(name);
     for (const auto& column : rows->columns()) {
         int isPrimary = 0;
         if (!column.originTable.empty()) {
             sqlite3_table_column_metadata(database_.get(), nullptr, column.originTable.c_str(),
                                           column.originColumn.c_str(), nullptr, nullptr, nullptr, &isPrimary, nullptr);
         }
-        // A view has one key column: the first that is a key where it comes from.
         const bool isKey = isPrimary != 0 && !(isView && hasKey);
         hasKey = hasKey || isKey;
         info.columns.push_back({column.name, column.kind, isKey});

@@ -44,6 +44,7 @@ private:
     /// False where that cannot be done: the transaction is then to be rolled back whole.
     bool rollBackToKeys();
     [[nodiscard]] TableInfo describeTable(TextView name, bool isView);
+    [[nodiscard]] bool hasTriggers(TextView name);
     void allowNoWriting();
     void keepLogOfChanges() noexcept;
 

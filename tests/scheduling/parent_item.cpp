@@ -73,14 +73,14 @@ TEST_P(ParentItemTest, FailuresNameTheTable) {
         {"no work", "PlnWork=Null", "Invalid use of Null"},
         {"no such day", "PlnStartDate=1e9", "Overflow"},
     };
+    const auto item = loaded("PT00000002");
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         connection->BeginTrans();
         connection->execute(Text("Update Projects Set ") + row.change);
-        test::expectFailure({errors::application, "Projects", row.words}, [&] { loaded("PT00000002"); });
+        test::expectFailure({errors::application, "Projects", row.words}, [&] { item->Populate(); });
         connection->RollbackTrans();
     }
-    const auto item = loaded("PT00000002");
     item->ItemType = 2;
     refuse({"kept", "before update", "Projects", nullptr, "The row is kept."});
     test::expectFailure({errors::application, "Projects", "The row is kept."}, [&] { item->Update(); });

@@ -9,8 +9,8 @@ namespace corveth {
 /// connection, inside the caller's transaction; a row without any below it keeps them cleared. `rootId` is also the key
 /// of the calendar that durations are measured with.
 /// The first failure ends the walk, with the figures of the row it has come to cleared: 94 when none of the rows below
-/// has a planned start or finish, 3464 when none has a number to sum up, 6 when the span is longer than 16 bits of hours,
-/// 5 when a row is met a third time.
+/// has a planned start or finish, 3464 when none has a number to sum up, 6 when the span is longer than 16 bits of
+/// hours, 5 when a row is met a third time.
 CORVETH_API void rollUp(Text parentId, const Text& rootId);
 
 } // namespace corveth

@@ -81,6 +81,7 @@ struct Uniqueness {
 };
 inline constexpr std::array uniquenesses = std::to_array<Uniqueness>({
     {"ItemMap", "LinkId, ItemId", "LinkId & ' ' & ItemId"},
+    {"Holidays", "excDate, ProjectId", "excDate & ' ' & ProjectId"},
     {"WorkingHours", "ProjectId", "ProjectId"},
 });
 

@@ -158,7 +158,8 @@ void requireOnly(const Json& line, std::initializer_list<TextView> names) {
     }
 }
 
-void readHeader(const Json& line) {
+/// The version of the dump's tables.
+std::int64_t readHeader(const Json& line) {
     if (line["corveth"] != "dump") refuse("\"corveth\" must be \"dump\"");
     if (const auto format = wholeNumber(line, "format"); format != formatVersion)
         refuse(fmt::format("the dump is of format {}, and this build reads format {}", format, formatVersion));
@@ -166,7 +167,7 @@ void readHeader(const Json& line) {
     const auto schema = wholeNumber(line, "schema");
     // An older version's tables have nothing that these have not.
     constexpr std::int64_t firstVersion = 1;
-    if (schema >= firstVersion && schema <= schemaVersion) return;
+    if (schema >= firstVersion && schema <= schemaVersion) return schema;
     throw Error(errors::application, transferSource,
                 fmt::format("the dump is of tables of version {}, {} than this build's {}", schema,
                             schema > schemaVersion ? "newer" : "older", schemaVersion));
@@ -313,8 +314,7 @@ DumpLine readDumpLine(TextView text, const data::Definition& definition) {
     Json line = parseObject(text);
     if (line.contains("table") || line.contains("row")) return readRow(line, definition);
     if (line.contains("corveth")) {
-        readHeader(line);
-        return {};
+        return {DumpLine::Kind::header, nullptr, {}, 0, readHeader(line)};
     }
     if (line.contains("rows")) {
         requireOnly(line, {"rows"});

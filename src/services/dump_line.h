@@ -38,6 +38,7 @@ struct DumpLine {
     const data::TableDefinition* table = nullptr; ///< of a row
     std::vector<Value> values;                    ///< of a row, one for each column
     std::int64_t rows = 0;                        ///< of the end
+    std::int64_t schema = 0;                      ///< of the header: the version of its tables
 };
 
 /// Errors say what is wrong in the line: 5 for its form, 3265 for a table or column that `definition` has not, 3464 for

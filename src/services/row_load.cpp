@@ -24,6 +24,9 @@ using data::TableDefinition;
 constexpr std::size_t mostRows = 64;
 constexpr std::size_t mostBytes = 1 << 20;
 
+/// Of the tables: since then a new database comes with rows, and a dump has all of them that are still wanted.
+constexpr std::int64_t firstVersionWithRows = 2;
+
 Text insertStatement(const TableDefinition& table, std::size_t rows) {
     std::vector<Text> names;
     for (const auto& column : table.columns)
@@ -31,6 +34,16 @@ Text insertStatement(const TableDefinition& table, std::size_t rows) {
     const Text row = fmt::format("({})", fmt::join(std::vector<TextView>(names.size(), "?"), ", "));
     return fmt::format("Insert Into [{}] ({}) Values {}", table.name, fmt::join(names, ", "),
                        fmt::join(std::vector<TextView>(rows, row), ", "));
+}
+
+/// That a row is as a new database comes with it.
+std::vector<Text> conditionsOf(const data::RowDefinition& first, const TableDefinition& table) {
+    std::vector<Text> conditions;
+    for (std::size_t i = 0; i < table.columns.size(); ++i) {
+        conditions.push_back(fmt::format("[{}] {}{}", table.columns[i].name,
+                                         equalNoCase(first.values[i], "null") ? "Is " : "= ", first.values[i]));
+    }
+    return conditions;
 }
 
 [[noreturn]] void refuse(Text why) {
@@ -73,6 +86,7 @@ void RowLoad::add(TextView lines) {
             rethrowWithLine(line_);
         }
         at_ = given.kind == DumpLine::Kind::end ? At::nothing : At::rows;
+        if (given.kind == DumpLine::Kind::header && given.schema >= firstVersionWithRows) removeFirstRows();
         if (given.kind != DumpLine::Kind::row) continue;
         const bool isFull = pending_.lines.size() == mostRows || pending_.bytes >= mostBytes;
         if (isFull || pending_.table != given.table) flush();
@@ -114,17 +128,29 @@ void RowLoad::flush() {
     pending_ = {};
 }
 
+/// In a database with nothing but the rows that it came with, these are not the dump's.
+void RowLoad::removeFirstRows() {
+    data::Channel& channel = connection_->channel();
+    for (const auto& table : definition_.tables) {
+        if (!isDumped(table)) continue;
+        const auto expected = std::ranges::count(definition_.rows, table.name, &data::RowDefinition::table);
+        std::vector<Value> cells;
+        channel.read(fmt::format("Select Count(*) From [{}]", table.name), {}, cells);
+        if (toDouble(cells.front()) > static_cast<double>(expected)) return;
+    }
+    for (const auto& first : definition_.rows) {
+        const auto conditions = conditionsOf(first, *definition_.findTable(first.table));
+        channel.write(fmt::format("Delete From [{}] Where {}", first.table, fmt::join(conditions, " And ")), {});
+    }
+}
+
 /// A row that every new database comes with gives way to the one of its key that the dump has, unless it was changed.
 void RowLoad::replaceFirstRows() {
     const TableDefinition& table = *pending_.table;
     const std::size_t width = table.columns.size();
     for (const auto& first : definition_.rows) {
         if (first.table != table.name) continue;
-        std::vector<Text> conditions;
-        for (std::size_t i = 0; i < width; ++i) {
-            conditions.push_back(fmt::format("[{}] {}{}", table.columns[i].name,
-                                             equalNoCase(first.values[i], "null") ? "Is " : "= ", first.values[i]));
-        }
+        std::vector<Text> conditions = conditionsOf(first, table);
         forEachKeyColumn(table,
                          [&](std::size_t column) { conditions.push_back("[" + table.columns[column].name + "] = ?"); });
         const Text statement = fmt::format("Delete From [{}] Where {}", table.name, fmt::join(conditions, " And "));

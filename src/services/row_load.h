@@ -36,6 +36,7 @@ private:
 
     [[nodiscard]] DumpLine read(TextView line) const;
     void flush();
+    void removeFirstRows();
     void replaceFirstRows();
     /// `rows` of those that wait, from `first` on, by one statement.
     void write(std::size_t first, std::size_t rows);

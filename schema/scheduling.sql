@@ -60,6 +60,7 @@ create table Holidays (
     Description     text
 );
 create index on Holidays (ProjectId);
+create index on Holidays (excDate);
 
 -- The categories of projects, a small tree.
 create table ProjectTypeMaster (

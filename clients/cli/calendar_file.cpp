@@ -131,7 +131,8 @@ public:
                 readPart(name, value);
             }
         });
-        if (!isYearly || (weekday_ && !hasMonth_)) refuse();
+        // A weekday or a day of every month would be meant.
+        if (!isYearly || ((weekday_ || hasDay_) && !hasMonth_) || (weekday_ && hasDay_)) refuse();
     }
 
     [[nodiscard]] std::vector<sys_days> days() const {
@@ -169,6 +170,7 @@ private:
             hasMonth_ = true;
         } else if (equalNoCase(name, "BYMONTHDAY")) {
             dayOfMonth_ = calendar::day(static_cast<unsigned>(*number));
+            hasDay_ = true;
         } else {
             refuse();
         }
@@ -209,7 +211,7 @@ private:
     calendar::day dayOfMonth_{};
     std::optional<calendar::weekday> weekday_;
     int ordinal_ = 0;
-    bool hasMonth_ = false;
+    bool hasMonth_ = false, hasDay_ = false;
     int interval_ = 1;
     std::optional<int> count_;
     std::optional<sys_days> until_;
@@ -248,7 +250,9 @@ public:
             forEachPart(exception.value, ',',
                         [&](std::string_view day) { std::erase(starts, requireDay(exception, day)); });
         }
+        constexpr sys_days last = calendar::year{9999} / calendar::December / 31;
         for (const sys_days start : starts) {
+            if (start + calendar::days{length - 1} > last) refuseLine(line_, "the event goes on beyond the year 9999");
             for (int i = 0; i < length; ++i)
                 addHoliday(list,
                            {static_cast<std::int32_t>((start - epoch).count()) + i, 0, unescaped(summary_), line_});

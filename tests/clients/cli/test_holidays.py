@@ -86,6 +86,10 @@ class Holidays(CommandLine):
             ("no property", event("DTSTART:20241225", "Christmas"), 'line 5: "Christmas" is no property'),
             ("every month", event("DTSTART:20241225", "RRULE:FREQ=MONTHLY"), 'line 5: the rule "FREQ=MONTHLY"'),
             ("a rule's other part", event("DTSTART:20241225", "RRULE:FREQ=YEARLY;BYWEEKNO=2"), "line 5: the rule"),
+            ("a day of every month", event("DTSTART:20241225", "RRULE:FREQ=YEARLY;BYMONTHDAY=1"), "line 5: the rule"),
+            ("a day and a weekday", event("DTSTART:20241225", "RRULE:FREQ=YEARLY;BYMONTH=11;BYDAY=1TH;BYMONTHDAY=5"),
+             "line 5: the rule"),
+            ("beyond the last date", event("DTSTART:99991231", "DURATION:P5D"), "goes on beyond the year 9999"),
             ("further days", event("DTSTART:20241225", "RDATE:20241226"), "line 5: RDATE"),
             ("crossed", event("BEGIN:VALARM", "DTSTART:20241225"), "line 6: VEVENT ends"),
         ]:

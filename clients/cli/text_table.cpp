@@ -62,6 +62,15 @@ std::size_t displayWidth(std::string_view text) {
     return width;
 }
 
+namespace {
+
+/// Ends a line, or turns the direction of what follows round, outside the text that it stands in too.
+bool turnsText(char32_t character) noexcept {
+    return (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+}
+
+} // namespace
+
 std::string onOneLine(std::string_view text) {
     std::string line;
     line.reserve(text.size());
@@ -74,6 +83,8 @@ std::string onOneLine(std::string_view text) {
             line += "\\r";
         } else if (character == '\t') {
             line += "\\t";
+        } else if (turnsText(character)) {
+            line += fmt::format("\\u{:04x}", static_cast<unsigned>(character));
         } else if (character < 0x20 || (character >= 0x7F && character < 0xA0)) {
             line += fmt::format("\\x{:02x}", static_cast<unsigned>(character));
         } else {

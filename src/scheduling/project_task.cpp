@@ -416,7 +416,8 @@ void ProjectTask::handDown(const Changes& changed) {
 }
 
 void ProjectTask::UpdateParents() {
-    if (ItemType < ptType::Task) return;
+    // What is its own parent has nobody to be summed into.
+    if (ItemType < ptType::Task || (!ID.empty() && equalNoCase(lastParentId_, ID))) return;
     rollUp(lastParentId_, projectId());
 }
 

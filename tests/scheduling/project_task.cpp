@@ -364,6 +364,18 @@ TEST_P(ProjectTaskTest, LoadingAgainTakesBackNothingThatWasHandedDown) {
     EXPECT_EQ(row(group, {"VersionId", "SourceId", "BidId"}), "VR00000001|BD00000001|BD00000002");
 }
 
+TEST_P(ProjectTaskTest, ATaskThatIsItsOwnParentKeepsItsFigures) {
+    const Text project = saved(ptType::PROJECT);
+    const auto task = item(ptType::Task, project);
+    task->let_PlannedWork(24);
+    task->Update();
+    task->let_ParentId(task->ID);
+    task->Update();
+    EXPECT_EQ(row(task->ID, {"ParentID", "PlnWork", "PlnStartDate"}), task->ID + "|24|46086");
+    loaded(task->ID)->Update();
+    EXPECT_EQ(row(task->ID, {"PlnWork", "PlnStartDate"}), "24|46086");
+}
+
 TEST_P(ProjectTaskTest, IsNotMovedToAParentThatIsNotThere) {
     const Text project = saved(ptType::PROJECT);
     const auto task = item(ptType::Task, project);

@@ -14,6 +14,7 @@
 #include "tracking/actions.h"
 #include "tracking/version.h"
 
+#include <array>
 #include <set>
 #include <vector>
 
@@ -139,6 +140,20 @@ const Ref<T>& prepared(Ref<T>& slot, Prepare&& prepare) {
         slot = std::move(made);
     }
     return slot;
+}
+
+/// A day whose text is the one it was read as keeps the number of its row, which the text may miss by its last bit.
+void keepDays(Recordset& rows) {
+    static constexpr std::array names = {"EarliestStartDate", "PlnStartDate", "PlnFinishDate", "ActStartDate",
+                                         "ActFinishDate"};
+    for (const int position : rows.positions(&names, names)) {
+        if (position < 0) continue; // has been told of by now
+        const auto column = static_cast<std::size_t>(position);
+        const Value was = rows.originalValue(column), now = rows.value(column);
+        const auto *before = was.getIf<double>(), *after = now.getIf<double>();
+        if (before == nullptr || after == nullptr || *before == *after) continue;
+        if (toText(checkedDate(*before)) == toText(checkedDate(*after))) rows.set(column, was);
+    }
 }
 
 Text textOrEmpty(const Value& value) {
@@ -354,6 +369,7 @@ ProjectTask::Changes ProjectTask::saveRow() {
         changed.version = isProject && textOrEmpty(rows->value("VersionId")) != versionId();
         changed.source = isProject && textOrEmpty(rows->value("SourceId")) != sourceId();
         storeRow<Table::written>(*this, *rows);
+        keepDays(*rows);
         rows->Update();
     } catch (...) {
         // No row has this ID; the next attempt gives the item its own again.

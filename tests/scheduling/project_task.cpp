@@ -364,6 +364,17 @@ TEST_P(ProjectTaskTest, LoadingAgainTakesBackNothingThatWasHandedDown) {
     EXPECT_EQ(row(group, {"VersionId", "SourceId", "BidId"}), "VR00000001|BD00000001|BD00000002");
 }
 
+TEST_P(ProjectTaskTest, ADayThatIsNotAssignedKeepsItsNumber) {
+    const Text project = saved(ptType::PROJECT);
+    sql("Update Projects Set PlnStartDate=46086.00805555556, PlnFinishDate=46087.00805555556, ActStartDate=Null");
+    const auto task = loaded(project);
+    task->Description = "changed";
+    task->PlannedFinishDate = "2026-03-06 00:11:37";
+    task->Update();
+    EXPECT_EQ(scalar("Select Description From Projects Where PlnStartDate=46086.00805555556"), "changed");
+    EXPECT_EQ(scalar("Select Count(*) From Projects Where PlnFinishDate=46087.00805555556"), "0");
+}
+
 TEST_P(ProjectTaskTest, ATaskThatIsItsOwnParentKeepsItsFigures) {
     const Text project = saved(ptType::PROJECT);
     const auto task = item(ptType::Task, project);

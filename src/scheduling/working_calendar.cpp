@@ -7,6 +7,8 @@
 #include <cmath>
 #include <fmt/format.h>
 #include <limits>
+#include <map>
+#include <utility>
 
 namespace corveth {
 
@@ -118,10 +120,12 @@ void WorkingCalendar::sortExceptions() {
         (exceptions_.empty() || !std::isnan(exceptions_.front().day))) {
         return;
     }
-    std::erase_if(exceptions_, [](const ExceptionDay& row) { return std::isnan(row.day); });
-    std::ranges::stable_sort(exceptions_, {}, &ExceptionDay::day);
-    const auto repeated = std::ranges::unique(exceptions_, {}, &ExceptionDay::day);
-    exceptions_.erase(repeated.begin(), repeated.end());
+    std::map<double, ExceptionDay> byDay;
+    for (ExceptionDay& row : exceptions_) {
+        if (!std::isnan(row.day)) byDay.try_emplace(row.day, std::move(row));
+    }
+    exceptions_.clear();
+    for (auto& [day, row] : byDay) exceptions_.push_back(std::move(row));
 }
 
 std::int16_t WorkingCalendar::hoursOf(Date day) const {

@@ -125,7 +125,9 @@ void WorkingCalendar::sortExceptions() {
         if (!std::isnan(row.day)) byDay.try_emplace(row.day, std::move(row));
     }
     exceptions_.clear();
-    for (auto& [day, row] : byDay) exceptions_.push_back(std::move(row));
+    for (auto& [day, row] : byDay) {
+        exceptions_.push_back(std::move(row));
+    }
 }
 
 std::int16_t WorkingCalendar::hoursOf(Date day) const {

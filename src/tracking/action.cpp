@@ -35,8 +35,8 @@ struct Action::Table {
     };
     static constexpr IdSource id{"AC", "ID", "Actions"};
 
-    static Ref<Recordset> open(const Text& id) {
-        return openRecordset(Sql{"Select * From Actions Where Id=\"", id, "\""}, CursorType::dynamic);
+    static Ref<Recordset> open(const Text& key) {
+        return openRecordset(Sql{"Select * From Actions Where Id=\"", key, "\""}, CursorType::dynamic);
     }
 };
 

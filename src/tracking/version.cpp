@@ -22,8 +22,8 @@ struct Version::Table {
     };
     static constexpr IdSource id{"VR", "ID", "Versions"};
 
-    static Ref<Recordset> open(const Text& id) {
-        return openRecordset(Sql{"Select * From Versions Where Id=\"", id, "\""}, CursorType::dynamic);
+    static Ref<Recordset> open(const Text& key) {
+        return openRecordset(Sql{"Select * From Versions Where Id=\"", key, "\""}, CursorType::dynamic);
     }
 };
 

@@ -9,6 +9,7 @@
 #include "platform/desktop/clock.h"
 #include "platform/desktop/file_chooser.h"
 #include "platform/desktop/message_box.h"
+#include "server/class_factory.h"
 #include "server/module.h"
 #include "server/object_wrapper.h"
 #include "session/module_state.h"
@@ -137,8 +138,12 @@ void create(Input& input, Client& client) {
     const auto distance = [wanted](const ClassInfo* info) { return static_cast<std::uint16_t>(markOf(info) - wanted); };
     const ClassInfo& info = **std::ranges::min_element(allClasses(), {}, distance);
     if (info.create == nullptr) return;
-    const Ref<Object> made = info.create();
-    client.add(Held<binary::IUnknown>(server::toClient(*made)));
+    const Held<binary::IClassFactory> factory(server::makeFactory(info));
+    void* made = nullptr;
+    // Some classes read rows as they are made, and fail without a database.
+    const auto result = factory->CreateInstance(nullptr, binary::ids::dispatch, &made);
+    require((result == results::ok) == (made != nullptr), "an object is made, or there is a failure");
+    if (made != nullptr) client.add(Held<binary::IUnknown>(static_cast<binary::IDispatch*>(made)));
 }
 
 void use(Input& input, Client& client) {

@@ -14,6 +14,7 @@ namespace corveth::cli {
 
 namespace {
 
+constexpr std::size_t mostDays = 100'000; ///< every day of 273 years
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view calendarBegin = "BEGIN:VCALENDAR";
 constexpr std::chrono::sys_days epoch = std::chrono::year{1899} / std::chrono::December / 30;
@@ -127,6 +128,7 @@ void refuseLine(std::uint64_t line, const std::string& why) {
 
 void addHoliday(HolidayList& list, const Holiday& holiday) {
     const auto [at, isNew] = list.days.try_emplace(holiday.day, holiday);
+    if (list.days.size() > mostDays) refuseLine(holiday.line, fmt::format("these are more than {} days", mostDays));
     if (isNew) return;
     const Holiday& same = at->second;
     if (same.hours != holiday.hours) {

@@ -25,14 +25,23 @@ binary::HResult guarded(Body&& body) noexcept {
     }
 }
 
+/// Words for a client. What a name of a file or a user's own data put into them that is no text is shown as `?`.
+inline binary::Bstr toWords(Text text) noexcept {
+    if (binary::Bstr words = binary::toBstr(text)) return words;
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) > 0x7F) c = '?';
+    }
+    return binary::toBstr(text);
+}
+
 /// Fills the record of what is being thrown right now; call in a handler only.
 inline binary::HResult reportException(binary::ExcepInfo* exception) noexcept {
     if (exception == nullptr) return binary::results::exception;
     try {
         const Error error = currentError();
         exception->scode = toResult(error.number);
-        exception->bstrSource = binary::toBstr(error.source);
-        exception->bstrDescription = binary::toBstr(error.description);
+        exception->bstrSource = toWords(error.source);
+        exception->bstrDescription = toWords(error.description);
     } catch (...) {
         exception->scode = toResult(errors::outOfMemory);
     }

@@ -178,7 +178,7 @@ std::int64_t readHeader(const Json& line) {
     const Text shown = given.dump(-1, ' ', false, Json::error_handler_t::replace);
     throw Error(errors::dataTypeMismatch, transferSource,
                 fmt::format("the column {} takes {}, not {}", column.name, takes,
-                            shown.size() > shownLength ? inQuotes(shown.substr(0, shownLength)) : shown));
+                            shown.size() > shownLength ? inQuotes(leftUnits(shown, shownLength)) : shown));
 }
 
 template <class T>

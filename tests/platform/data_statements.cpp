@@ -322,6 +322,12 @@ TEST_P(DataStatements, AreRefusedWithTheReason) {
     using namespace std::string_view_literals;
     const Text nested = "Select " + Text(100'000, '(');
     const Text noColumn = "-2147467259 ADODB.Connection: " + GetParam().noColumn("Nope");
+    Text words;
+    for (int i = 0; i < 50; ++i)
+        words += "\xE6\xB5\xAD";
+    const Text openText = "Delete From Items Where Id<>'" + words, second = "Delete From Items;" + words,
+               secondDefinition = "create table T (a text); drop table " + words,
+               besideColumn = "Delete From Items Where Size<>'" + words + "'";
     const Case cases[] = {
         {"nothing", "", "-2147217908 ADODB.Connection: Command text was not set for the command object."},
         {"no columns", "Select From Items",
@@ -387,10 +393,18 @@ TEST_P(DataStatements, AreRefusedWithTheReason) {
          "-2147467259 ADODB.Connection: Invalid procedure call or argument: -1"},
         {"a position before the first", "Select Mid(Id, 0) From Items",
          "-2147467259 ADODB.Connection: Invalid procedure call or argument: 0"},
+        // Long, and shown with its whole characters only.
+        {"no word", words, "-2147467259 ADODB.Connection: "},
+        {"a text without end", openText, "-2147467259 ADODB.Connection: Syntax error"},
+        {"what follows the end", second, "3142 ADODB.Connection: Characters found after"},
+        {"what follows a definition", secondDefinition, "3142 ADODB.Connection: Characters found after"},
+        {"a long text beside a number", besideColumn, "3464 ADODB.Connection: "},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        EXPECT_THAT(raised([&] { connection->execute(row.statement); }), testing::StartsWith(row.expected));
+        const Text failure = raised([&] { connection->execute(row.statement); });
+        EXPECT_THAT(failure, testing::StartsWith(row.expected));
+        EXPECT_TRUE(isUtf8(failure)) << failure;
         EXPECT_EQ(rows("Select Count(*) From Items"), "3");
     }
 }

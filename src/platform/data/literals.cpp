@@ -347,7 +347,7 @@ void LiteralLifter::scanName(char closing) {
 void LiteralLifter::endStatement() {
     const TextView rest = sql_.substr(at_ + 1);
     if (!std::ranges::all_of(rest, [](char c) { return charClass(c) == CharClass::blank; })) {
-        raise(errors::charactersAfterStatement, rest.substr(0, shownLength), "ADODB.Connection");
+        raise(errors::charactersAfterStatement, leftUnits(rest, shownLength), "ADODB.Connection");
     }
     sql_ = sql_.substr(0, at_);
 }
@@ -360,7 +360,7 @@ void LiteralLifter::replace(std::size_t start, Parameter value) {
 }
 
 void LiteralLifter::refuse(TextView what, std::size_t start) const {
-    Text shown(sql_.substr(start, shownLength));
+    Text shown(leftUnits(sql_.substr(start), shownLength));
     std::erase(shown, '\0');
     throw Error(errors::engine, "ADODB.Connection",
                 "Syntax error in the statement: " + Text(what) + " at \"" + shown + "\".");

@@ -90,6 +90,8 @@ class Holidays(CommandLine):
             ("a day and a weekday", event("DTSTART:20241225", "RRULE:FREQ=YEARLY;BYMONTH=11;BYDAY=1TH;BYMONTHDAY=5"),
              "line 5: the rule"),
             ("beyond the last date", event("DTSTART:99991231", "DURATION:P5D"), "goes on beyond the year 9999"),
+            ("days without end", event("DTSTART:10000101", "DURATION:P366D", "RRULE:FREQ=YEARLY;COUNT=9000"),
+             "line 3: these are more than 100000 days"),
             ("further days", event("DTSTART:20241225", "RDATE:20241226"), "line 5: RDATE"),
             ("crossed", event("BEGIN:VALARM", "DTSTART:20241225"), "line 6: VEVENT ends"),
         ]:

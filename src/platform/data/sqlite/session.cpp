@@ -158,7 +158,7 @@ std::unique_ptr<Prepared> SqliteSession::prepare(TextView sql, const StatementUs
     if (rows == nullptr) raise(errors::noCommandText, {}, source);
     const TextView rest = sql.substr(static_cast<std::size_t>(tail - sql.data()));
     if (!std::ranges::all_of(rest, [](char c) { return charClass(c) == CharClass::blank; })) {
-        raise(errors::charactersAfterStatement, rest.substr(0, 40), source);
+        raise(errors::charactersAfterStatement, leftUnits(rest, 40), source);
     }
     // Anything but a query may change what tables there are.
     if (statementKind(sql) == StatementKind::definition) tables_.clear();

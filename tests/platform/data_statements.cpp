@@ -367,6 +367,8 @@ TEST_P(DataStatements, AreRefusedWithTheReason) {
          "-2147467259 ADODB.Connection: Syntax error in the statement: no word begins it"},
         {"the end of a transaction by another word", "Abort", "3219 ADODB.Connection: Operation is not allowed"},
         {"a transaction for later", "prepare transaction 'x'", "3219 ADODB.Connection: Operation is not allowed"},
+        {"a bracket too many", "Delete From Items Where (Size>1)) And Cast(Size As char(9))<>'x'",
+         "-2147467259 ADODB.Connection: Syntax error in the statement: a bracket that nothing opened at \") And Cast"},
         {"brackets in brackets", nested,
          "-2147467259 ADODB.Connection: Syntax error in the statement: brackets are nested more than"},
         {"Like without a left side", "Delete From Items Where Like '[a]'", "-2147467259 ADODB.Connection: "},

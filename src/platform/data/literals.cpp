@@ -215,6 +215,7 @@ void LiteralLifter::scanSymbol(char c) {
         before_ = Before::open;
         break;
     case ')':
+        if (depth_ == 0) refuse("a bracket that nothing opened", start);
         --depth_;
         if (keepDepth_ > depth_) keepDepth_ = -1;
         before_ = Before::operand;

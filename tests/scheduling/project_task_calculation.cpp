@@ -3,6 +3,7 @@
 #include "scheduling/participants.h"
 #include "scheduling/task_world.h"
 
+#include <functional>
 #include <gmock/gmock.h>
 
 namespace corveth {
@@ -12,10 +13,21 @@ using ::testing::ElementsAre;
 
 using enum ptCalcMethod;
 
+using People = std::vector<float>;
+const People nobody, noneOfOne{0}, half{50}, one{100}, oneAndAHalf{50, 100}, two{100, 100}; ///< availabilities
+
+using Assign = std::function<void(ProjectTask&)>;
+Assign work(float hours) {
+    return [hours](ProjectTask& it) { it.let_PlannedWork(hours); };
+}
+Assign duration(float hours) {
+    return [hours](ProjectTask& it) { it.let_PlannedDuration(hours); };
+}
+
 class TaskAssignmentTest : public test::TaskWorld {
 protected:
     /// A new project planned from Thursday on, eight hours of work.
-    static Ref<ProjectTask> planned(ptCalcMethod method, std::initializer_list<float> availabilities = {}) {
+    static Ref<ProjectTask> planned(ptCalcMethod method, const People& availabilities = nobody) {
         auto task = item(ptType::PROJECT);
         task->let_CalculationMethod(method);
         for (const float availability : availabilities) {
@@ -46,8 +58,6 @@ protected:
     }
 };
 
-using Assign = void (*)(ProjectTask&);
-
 TEST_P(TaskAssignmentTest, ThePlanFollowsWhatIsAssigned) {
     const auto availability = [](ProjectTask& it) {
         it.let_PlannedWork(30);
@@ -57,86 +67,43 @@ TEST_P(TaskAssignmentTest, ThePlanFollowsWhatIsAssigned) {
     const struct {
         const char* name;
         ptCalcMethod method;
-        std::initializer_list<float> availabilities;
+        People availabilities;
         Assign assign;
         const char* expected;
     } cases[] = {
-        {"fixed work: work",
-         FixedWork,
-         {50, 100},
-         [](ProjectTask& it) { it.let_PlannedWork(30); },
-         "30 20 1.5 2026-03-09 10@50 20@100"},
-        {"fixed work: work, nobody",
-         FixedWork,
-         {},
-         [](ProjectTask& it) { it.let_PlannedWork(30); },
-         "30 30 0 2026-03-10"},
-        {"fixed work: work, nobody available",
-         FixedWork,
-         {0},
-         [](ProjectTask& it) { it.let_PlannedWork(30); },
-         "30 30 0 2026-03-10 0@0"},
-        {"fixed work: duration",
-         FixedWork,
-         {50, 100},
+        {"fixed work: work", FixedWork, oneAndAHalf, work(30), "30 20 1.5 2026-03-09 10@50 20@100"},
+        {"fixed work: work, nobody", FixedWork, nobody, work(30), "30 30 0 2026-03-10"},
+        {"fixed work: work, nobody available", FixedWork, noneOfOne, work(30), "30 30 0 2026-03-10 0@0"},
+        {"fixed work: duration", FixedWork, oneAndAHalf,
          [](ProjectTask& it) {
              it.let_PlannedWork(30);
              it.let_PlannedDuration(40);
          },
          "30 40 0.75 2026-03-11 10@25 20@50"},
-        {"fixed work: availability", FixedWork, {100}, availability, "30 15 2 2026-03-06 30@200"},
-        {"fixed duration: duration, nobody",
-         FixedDuration,
-         {},
-         [](ProjectTask& it) { it.let_PlannedDuration(16); },
-         "16 16 0 2026-03-06"},
-        {"fixed duration: work",
-         FixedDuration,
-         {100},
-         [](ProjectTask& it) { it.let_PlannedWork(20); },
-         "20 8 2.5 2026-03-05 20@250"},
-        {"fixed duration: availability", FixedDuration, {100}, availability, "16 8 2 2026-03-05 16@200"},
-        {"fixed resource: duration, not counted yet",
-         FixedResourse,
-         {100, 100},
-         [](ProjectTask& it) { it.let_PlannedDuration(10); },
+        {"fixed work: availability", FixedWork, one, availability, "30 15 2 2026-03-06 30@200"},
+        {"fixed duration: duration, nobody", FixedDuration, nobody, duration(16), "16 16 0 2026-03-06"},
+        {"fixed duration: work", FixedDuration, one, work(20), "20 8 2.5 2026-03-05 20@250"},
+        {"fixed duration: availability", FixedDuration, one, availability, "16 8 2 2026-03-05 16@200"},
+        {"fixed resource: duration, not counted yet", FixedResourse, two, duration(10),
          "10 10 2 2026-03-06 5@100 5@100"},
-        {"fixed resource: duration",
-         FixedResourse,
-         {100, 100},
+        {"fixed resource: duration", FixedResourse, two,
          [](ProjectTask& it) {
              it.AvailabilityChanged();
              it.let_PlannedDuration(10);
          },
          "20 10 2 2026-03-06 10@100 10@100"},
-        {"fixed resource: work",
-         FixedResourse,
-         {100, 100},
+        {"fixed resource: work", FixedResourse, two,
          [](ProjectTask& it) {
              it.AvailabilityChanged();
              it.let_PlannedWork(30);
          },
          "30 15 2 2026-03-06 15@100 15@100"},
-        {"none: work", None, {50}, [](ProjectTask& it) { it.let_PlannedWork(30); }, "30 8 0.5 2026-03-05 30@50"},
-        {"none: duration", None, {50}, [](ProjectTask& it) { it.let_PlannedDuration(30); }, "8 30 0 2026-03-10 0@50"},
-        {"no duration",
-         FixedDuration,
-         {100},
-         [](ProjectTask& it) { it.let_PlannedDuration(0); },
-         "8 0 0 2026-03-05 0@100"},
-        {"negative duration",
-         FixedDuration,
-         {},
-         [](ProjectTask& it) { it.let_PlannedDuration(-16); },
-         "-16 -16 0 2026-03-05"},
-        {"another method",
-         test::unnamed<ptCalcMethod>(9),
-         {50},
-         [](ProjectTask& it) { it.let_PlannedWork(30); },
-         "30 8 0 2026-03-05 0@50"},
-        {"the earliest start, a Saturday",
-         FixedWork,
-         {},
+        {"none: work", None, half, work(30), "30 8 0.5 2026-03-05 30@50"},
+        {"none: duration", None, half, duration(30), "8 30 0 2026-03-10 0@50"},
+        {"no duration", FixedDuration, one, duration(0), "8 0 0 2026-03-05 0@100"},
+        {"negative duration", FixedDuration, nobody, duration(-16), "-16 -16 0 2026-03-05"},
+        {"another method", test::unnamed<ptCalcMethod>(9), half, work(30), "30 8 0 2026-03-05 0@50"},
+        {"the earliest start, a Saturday", FixedWork, nobody,
          [](ProjectTask& it) {
              it.let_PlannedDuration(16);
              it.let_EarliestStartDate("2026-03-07");
@@ -170,7 +137,7 @@ TEST_P(TaskAssignmentTest, ProgressFollowsWhatIsAssigned) {
         {"part of the work", [](ProjectTask& it) { it.let_ActualWorked(2); }, "0 8 6 0 25 open "},
         {"more than the work", [](ProjectTask& it) { it.let_ActualWorked(10); }, "0 8 0 2 99 open "},
         {"all of the work", [](ProjectTask& it) { it.let_ActualWorked(8); }, "0 8 0 0 99 open "},
-        {"no work at all", [](ProjectTask& it) { it.let_PlannedWork(0); }, "0 0 0 0 99 open "},
+        {"no work at all", work(0), "0 0 0 0 99 open "},
         {"negative work done", [](ProjectTask& it) { it.let_ActualWorked(-2); }, "0 8 10 0 -25 open "},
         {"finished",
          [](ProjectTask& it) {
@@ -220,70 +187,35 @@ TEST_P(TaskAssignmentTest, AFailureLeavesWhatWasAssignedUpToIt) {
         test::Failure expected;
         const char* plan;
     } cases[] = {
-        {"a duration beyond 16 bits",
-         FixedDuration,
-         nothing,
-         [](ProjectTask& it) { it.let_PlannedDuration(40000); },
-         {errors::overflow, "Planned duration", "Overflow"},
-         "40000 40000 1 2026-03-05 40000@100"},
-        {"a duration without a start",
-         FixedWork,
-         withoutStart,
-         [](ProjectTask& it) { it.let_PlannedDuration(4); },
-         {errors::typeMismatch, "Planned duration", noStart},
-         "8 4 0 2026-03-05 0@0"},
-        {"work whose duration is beyond 16 bits",
-         FixedWork,
-         nothing,
-         [](ProjectTask& it) { it.let_PlannedWork(40000); },
-         {errors::overflow, "Planned Work", "Overflow"},
-         "8 8 1 2026-03-05 8@100"},
-        {"work, and no way back",
-         FixedWork,
-         withoutStart,
-         [](ProjectTask& it) { it.let_PlannedWork(40); },
-         {errors::typeMismatch, "Planned Work", noStart},
-         "8 8 1 2026-03-05 8@100"},
-        {"work over no duration",
-         FixedDuration,
-         withoutDuration,
-         [](ProjectTask& it) { it.let_PlannedWork(40); },
-         {errors::divisionByZero, "Planned Work", "Division by zero"},
-         "8 0 1 2026-03-05 8@100"},
-        {"an earliest start that is none",
-         FixedWork,
-         nothing,
+        {"a duration beyond 16 bits", FixedDuration, nothing, duration(40000),
+         test::Failure(errors::overflow, "Planned duration", "Overflow"), "40000 40000 1 2026-03-05 40000@100"},
+        {"a duration without a start", FixedWork, withoutStart, duration(4),
+         test::Failure(errors::typeMismatch, "Planned duration", noStart), "8 4 0 2026-03-05 0@0"},
+        {"work whose duration is beyond 16 bits", FixedWork, nothing, work(40000),
+         test::Failure(errors::overflow, "Planned Work", "Overflow"), "8 8 1 2026-03-05 8@100"},
+        {"work, and no way back", FixedWork, withoutStart, work(40),
+         test::Failure(errors::typeMismatch, "Planned Work", noStart), "8 8 1 2026-03-05 8@100"},
+        {"work over no duration", FixedDuration, withoutDuration, work(40),
+         test::Failure(errors::divisionByZero, "Planned Work", "Division by zero"), "8 0 1 2026-03-05 8@100"},
+        {"an earliest start that is none", FixedWork, nothing,
          [](ProjectTask& it) { it.let_EarliestStartDate("13/13/2026"); },
-         {errors::typeMismatch, "prjCorveth", "Type mismatch: EarliestStartDate \"13/13/2026\""},
+         test::Failure(errors::typeMismatch, "prjCorveth", "Type mismatch: EarliestStartDate \"13/13/2026\""),
          "8 8 0 2026-03-05 0@100"},
-        {"an actual start that is none",
-         FixedWork,
-         nothing,
-         [](ProjectTask& it) { it.let_ActualStartDate("soon"); },
-         {errors::typeMismatch, "prjCorveth", "Type mismatch: ActualStartDate \"soon\""},
+        {"an actual start that is none", FixedWork, nothing, [](ProjectTask& it) { it.let_ActualStartDate("soon"); },
+         test::Failure(errors::typeMismatch, "prjCorveth", "Type mismatch: ActualStartDate \"soon\""),
          "8 8 0 2026-03-05 0@100"},
-        {"an actual finish that is none",
-         FixedWork,
-         nothing,
-         [](ProjectTask& it) { it.let_ActualFinishDate("soon"); },
-         {errors::typeMismatch, "prjCorveth", "Type mismatch: ActualFinishDate \"soon\""},
+        {"an actual finish that is none", FixedWork, nothing, [](ProjectTask& it) { it.let_ActualFinishDate("soon"); },
+         test::Failure(errors::typeMismatch, "prjCorveth", "Type mismatch: ActualFinishDate \"soon\""),
          "8 8 0 2026-03-05 0@100"},
-        {"availability, no start",
-         FixedWork,
-         withoutStart,
-         [](ProjectTask& it) { it.AvailabilityChanged(); },
-         {errors::typeMismatch, "prjCorveth", noStart},
-         "8 8 1 2026-03-05 0@100"},
-        {"a method beyond 16 bits",
-         FixedWork,
-         nothing,
+        {"availability, no start", FixedWork, withoutStart, [](ProjectTask& it) { it.AvailabilityChanged(); },
+         test::Failure(errors::typeMismatch, "prjCorveth", noStart), "8 8 1 2026-03-05 0@100"},
+        {"a method beyond 16 bits", FixedWork, nothing,
          [](ProjectTask& it) { it.let_CalculationMethod(test::unnamed<ptCalcMethod>(40000)); },
-         {errors::overflow, "prjCorveth", "Overflow"},
-         "8 8 0 2026-03-05 0@100"},
+         test::Failure(errors::overflow, "prjCorveth", "Overflow"), "8 8 0 2026-03-05 0@100"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        const auto task = planned(row.method, {100});
+        const auto task = planned(row.method, one);
         row.before(*task);
         test::expectFailure(row.expected, [&] { row.assign(*task); });
         EXPECT_EQ(plan(*task), row.plan);
@@ -311,9 +243,9 @@ TEST_P(TaskAssignmentTest, ParticipantsAreReadWhenTheyAreConsulted) {
         Assign assign;
         bool isRead;
     } cases[] = {
-        {"work", None, [](ProjectTask& it) { it.let_PlannedWork(3); }, true},
+        {"work", None, work(3), true},
         {"availability", None, [](ProjectTask& it) { it.AvailabilityChanged(); }, true},
-        {"no duration", FixedWork, [](ProjectTask& it) { it.let_PlannedDuration(0); }, false},
+        {"no duration", FixedWork, duration(0), false},
         {"a method that there is not", test::unnamed<ptCalcMethod>(9),
          [](ProjectTask& it) { it.AvailabilityChanged(); }, false},
         {"work done", FixedWork, [](ProjectTask& it) { it.let_ActualWorked(3); }, false},

@@ -97,7 +97,8 @@ Value numericValue(TextView bytes, ColumnKind kind) {
 
 /// The same as what a recordset says of a column, only that its name is not known here.
 [[noreturn]] void refuse(TextView text) {
-    raise(errors::dataTypeMismatch, "\"" + Text(leftUnits(text, shownLength)) + "\" is compared with a number.", source);
+    raise(errors::dataTypeMismatch, "\"" + Text(leftUnits(text, shownLength)) + "\" is compared with a number.",
+          source);
 }
 
 } // namespace

@@ -35,7 +35,9 @@ void checkFailure(binary::HResult result, binary::ExcepInfo& exception, const Va
         require(exception.scode != 0, "a failure has a number");
         Text words;
         require(binary::appendUtf8(exception.bstrDescription, words) == binary::TextFault::none, "words are text");
-        require(!words.empty(), "a failure has words");
+        require(exception.bstrDescription != nullptr, "words are given");
+        // One of the system's own failures has none: that of a participant asked for a number of tasks.
+        require(!words.empty() || exception.scode == errors::application, "a failure has words");
         require(value.vt == vt::empty, "a failed call has no result");
     } else {
         require(exception.scode == 0 && exception.bstrDescription == nullptr,

@@ -3,6 +3,7 @@
 
 #include "client.h"
 
+#include "attachments/attachment.h"
 #include "platform/automation/class_registry.h"
 #include "platform/automation/dispatch.h"
 #include "platform/data/connection.h"
@@ -148,6 +149,12 @@ void create(Input& input, Client& client) {
     if (made != nullptr) client.add(Held<binary::IUnknown>(static_cast<binary::IDispatch*>(made)));
 }
 
+/// The only property that keeps any object, so also one that holds its owner: such a ring is the client's to open.
+void takeObjectOut(Object& owner) {
+    auto* const attachment = dynamic_cast<Attachment*>(&owner);
+    if (attachment != nullptr && attachment->Data.is(ValueType::object)) attachment->Data = {};
+}
+
 void use(Input& input, Client& client) {
     auto* chosen = client.object(input.byte());
     if (const auto members = binary::query<binary::IEnumVariant>(chosen, binary::ids::enumVariant)) {
@@ -172,6 +179,7 @@ void use(Input& input, Client& client) {
         call(input, client, *object.get(), info);
         break;
     }
+    takeObjectOut(*own);
 }
 
 /// The folder as it was before: nothing in it but the example.

@@ -193,7 +193,12 @@ void emptyFolder() {
 
 void openDatabase(Client& client) {
     const auto work = fuzz::temporaryFolder() / "work.db";
-    std::filesystem::copy_file(fuzz::exampleDatabase(), work);
+    std::error_code fault;
+    do { // the fuzzer's own timer interrupts
+        std::filesystem::copy_file(fuzz::exampleDatabase(), work, std::filesystem::copy_options::overwrite_existing,
+                                   fault);
+    } while (fault == std::errc::interrupted);
+    require(!fault, "the example is copied", fault.message());
     const auto connection = make<Connection>();
     connection->open("Provider=SQLite;Default Timeout=0;Data Source=" + work.string());
     moduleState().SharedConnection = connection;

@@ -87,7 +87,8 @@ protected:
         DataTest::SetUp();
         Definition definition;
         definition.read("marks.sql", "create table Marks (Id char(10) not null primary key, Done boolean, User text, "
-                                     "Paid boolean, Day date, Price currency); create index on Marks (User);");
+                                     "Paid boolean, Day date, Price currency); create index on Marks (User); "
+                                     "create table MarksWithoutKey (Done boolean);");
         const bool isServer = Text(GetParam().name) == "PostgreSQL";
         // Of what is made for every database there is one already.
         for (const Text& statement :
@@ -107,6 +108,7 @@ TEST_P(DefinedTable, keepsEveryFlagAsTrueOrFalse) {
         {"Update Marks Set Paid=-0.333+0 Where Id='a'", "-1,-1;-,-1"},
         {"Update Marks Set Done=Not Done, Paid=(1=2)", "0,0;-,0"},
         {"Update Marks Set Id=Id & '!', Done=Null", "-,0;-,0"},
+        {"Update Marks Set Id=Id & '?', Done=2+3, Paid=Null", "-1,-;-1,-"},
     };
     for (const Case& row : cases) {
         SCOPED_TRACE(row.statement);
@@ -114,6 +116,10 @@ TEST_P(DefinedTable, keepsEveryFlagAsTrueOrFalse) {
                   2 - (TextView(row.statement).find("'a'") != TextView::npos ? 1 : 0));
         EXPECT_EQ(rows("Select Done+0, Paid+0 From Marks Order By Id"), row.expected);
     }
+    connection->execute("Insert Into MarksWithoutKey Values (2+5)");
+    EXPECT_EQ(rows("Select Done+0 From MarksWithoutKey"), "-1");
+    connection->execute("Update MarksWithoutKey Set Done=5+0");
+    EXPECT_EQ(rows("Select Done+0 From MarksWithoutKey"), "-1");
 }
 
 TEST_P(DefinedTable, mayHaveColumnsOfAnyName) {

@@ -93,19 +93,37 @@ Text triggerFunction(TextView name, TextView declarations, TextView body) {
                        declarations, body);
 }
 
-/// Whatever is not 0 is True, and True is -1.
+/// Whatever is not 0 is True, and True is -1. Where its key finds a row again, an update is looked at after it is done:
+/// a trigger before it locks the row, and within savepoints the server keeps lists of all who did, which every later
+/// reader of the row goes through.
 std::vector<Text> flagStatements(const TableDefinition& table) {
     Text body;
+    std::vector<Text> assignments, conditions, keys;
     for (const ColumnDefinition& column : table.columns) {
-        if (column.type == ColumnType::boolean)
-            body +=
-                fmt::format("new.{0} := case when new.{0} <> 0 then -1 else new.{0} end; ", foldedName(column.name));
+        if (column.type != ColumnType::boolean) continue;
+        const Text name = foldedName(column.name);
+        const Text truth = fmt::format("case when new.{0} <> 0 then -1 else new.{0} end", name);
+        body += fmt::format("new.{} := {}; ", name, truth);
+        assignments.push_back(fmt::format("{} = {}", name, truth));
+        conditions.push_back(fmt::format("new.{} not in (0, -1)", name));
     }
     if (body.empty()) return {};
-    const Text name = foldedName(table.name + "_flags");
-    return {triggerFunction(name, {}, body + "return new; "),
-            fmt::format("create trigger {} before insert or update on {} for each row execute function corveth.{}()",
-                        name, foldedName(table.name), name)};
+    for (const Text& key : table.key)
+        keys.push_back(fmt::format("{0} = new.{0}", foldedName(key)));
+    const Text name = foldedName(table.name), before = foldedName(table.name + "_flags"),
+               after = foldedName(table.name + "_flags_updated");
+    std::vector<Text> statements = {
+        triggerFunction(before, {}, body + "return new; "),
+        fmt::format("create trigger {} before insert{} on {} for each row execute function corveth.{}()", before,
+                    keys.empty() ? " or update" : "", name, before)};
+    if (keys.empty()) return statements;
+    statements.push_back(triggerFunction(
+        after, {},
+        fmt::format("update {} set {} where {}; return null; ", name, joined(assignments), fmt::join(keys, " and "))));
+    statements.push_back(
+        fmt::format("create trigger {} after update on {} for each row when ({}) execute function corveth.{}()", after,
+                    name, fmt::join(conditions, " or "), after));
+    return statements;
 }
 
 /// The pieces that the statements of one joined view are put together from.

@@ -386,13 +386,17 @@ TEST_F(CallTest, NothingElseThanAnErrorRecordLeaves) {
     struct Thrown {
         const char* what;
         std::uint32_t number;
+        const char* words;
     };
-    for (const auto& [what, number] : {Thrown{"bad_alloc", 7}, Thrown{"logic_error", 5}, Thrown{"int", 5}}) {
+    for (const auto& [what, number, words] :
+         {Thrown{"bad_alloc", 7, ""}, Thrown{"logic_error", 5, "not thought of"}, Thrown{"int", 5, ""},
+          Thrown{"broken words", 58, "the file \"?.txt\" ?"}}) {
         try {
             object.call("ThrowForeign", {what});
             FAIL() << what;
         } catch (const client::Failure& failure) {
             EXPECT_EQ(failure.number, number) << what;
+            EXPECT_NE(failure.description().find(words), std::string::npos) << failure.description();
         }
     }
     EXPECT_EQ(raw().Invoke(id(u"Fail"), binary::ids::none, 0, 1, nullptr, nullptr, nullptr, nullptr),

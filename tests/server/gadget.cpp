@@ -91,6 +91,7 @@ void Gadget::Fail(std::int32_t number, const Text& source, const Text& descripti
 
 void Gadget::ThrowForeign(const Text& what) {
     if (what == "bad_alloc") throw std::bad_alloc();
+    if (what == "broken words") throw Error(58, "Note", "the file \"\xFF.txt\" \xC3");
     if (what == "logic_error") throw std::logic_error("not thought of");
     throw 7;
 }
